@@ -1,0 +1,230 @@
+// The file: lines of text. "[section]" at column 0 opens a section, "key=value" sets a key, a first
+// byte ';' makes a comment. Lines are taken in pieces of at most 255 bytes, a longer line goes on
+// as if it were the next one. All matching is by prefix:
+//   "[devcfg] ; text" opens the section devcfg,
+//   the key Ic takes the value of a line IcBaud=1,
+//   " IcBaud=1" is no setting of IcBaud,
+// and the last of several matching lines wins when reading, the first one is replaced when writing.
+#include "support/config.h"
+
+#include <deskreader.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <optional>
+#include <string_view>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "status.h"
+#include "support/bounded.h"
+#include "support/descriptor.h"
+
+namespace deskreader::config {
+namespace {
+
+constinit char file_path[1024] =
+    "c:\\tmp\\config.ini";  // both in force only until the library is loaded
+constinit char library_path[1024] = "c:\\tmp\\";
+
+// Reads a file line by line, in pieces of at most 255 bytes, line ends included.
+class PieceReader {
+  public:
+    explicit PieceReader(int file) noexcept : file_(file) {}
+
+    // The next piece, valid until the next call; nothing at the end of the file.
+    std::optional<std::string_view> next() noexcept {
+        if (end_ - begin_ < max_piece && !at_end_) refill();
+        if (begin_ == end_) return std::nullopt;
+        const std::string_view rest(buffer_.data() + begin_, std::min(end_ - begin_, max_piece));
+        const std::string_view piece = rest.substr(0, rest.find('\n') + 1);
+        const std::string_view taken = piece.empty() ? rest : piece;
+        begin_ += taken.size();
+        position_ += taken.size();
+        return taken;
+    }
+
+    // Where in the file the last piece ends.
+    std::size_t position() const noexcept { return position_; }
+
+  private:
+    static constexpr std::size_t max_piece = 255;
+
+    void refill() noexcept {
+        std::memmove(buffer_.data(), buffer_.data() + begin_, end_ - begin_);
+        end_ -= begin_;
+        begin_ = 0;
+        while (end_ < buffer_.size()) {
+            const ssize_t got = read(file_, buffer_.data() + end_, buffer_.size() - end_);
+            if (got < 0 && errno == EINTR) continue;
+            if (got <= 0) {
+                at_end_ = true;
+                return;
+            }
+            end_ += static_cast<std::size_t>(got);
+        }
+    }
+
+    int file_;
+    std::array<char, 4096> buffer_;
+    std::size_t begin_ = 0;
+    std::size_t end_ = 0;
+    std::size_t position_ = 0;
+    bool at_end_ = false;
+};
+
+bool is_blank_or_comment(std::string_view piece) noexcept {
+    return piece.front() == '\0' || piece.front() == '\n' || piece.front() == '\r' ||
+           piece.front() == ';';
+}
+
+bool opens_section(std::string_view piece, std::string_view section) noexcept {
+    return piece.starts_with('[') && piece.substr(1).starts_with(section) &&
+           piece.substr(1 + section.size()).starts_with(']');
+}
+
+bool find_section(PieceReader& reader, std::string_view section) noexcept {
+    while (const auto piece = reader.next()) {
+        if (!is_blank_or_comment(*piece) && opens_section(*piece, section)) return true;
+    }
+    return false;
+}
+
+// The next line of the open section that begins with `key`.
+std::optional<std::string_view> find_key(PieceReader& reader, std::string_view key) noexcept {
+    while (const auto piece = reader.next()) {
+        if (piece->starts_with(key)) return piece;
+        if (piece->starts_with('[')) break;
+    }
+    return std::nullopt;
+}
+
+// kept: reading opens for writing too, so a file that may not be written counts as missing.
+Descriptor open_existing(const char* path) noexcept {
+    return Descriptor(path == nullptr ? -1 : open(path, O_RDWR | O_CLOEXEC));
+}
+
+void copy_default(const char* fallback, char* out) noexcept {
+    std::strcpy(out, fallback);
+}
+
+std::string_view setting_value(std::string_view after_key) noexcept {
+    const std::string_view value = after_key.substr(after_key.find('=') + 1);
+    return value.substr(0, value.find_first_of(std::string_view("\0\r\n", 3)));
+}
+
+}  // namespace
+
+int integer(const char* section, const char* key, int fallback) noexcept {
+    int value = fallback;
+    GGetConfigInt(section, key, fallback, &value);
+    return value;
+}
+
+}  // namespace deskreader::config
+
+using namespace deskreader;
+
+int GSetConfigFilePath(const char* path) {
+    if (path == nullptr) return status::invalid_argument;
+    bounded::copy_text(config::file_path, path);
+    return status::ok;
+}
+
+int GSetDllPath(const char* path) {
+    if (path == nullptr) return status::invalid_argument;
+    bounded::copy_text(config::library_path, path);
+    return status::ok;
+}
+
+int GGetDllPath(int, char* out) {
+    std::strcpy(out, config::library_path);
+    return status::ok;
+}
+
+int GGetConfigInt(const char* section, const char* key, int fallback, int* out) {
+    if (section == nullptr || key == nullptr) {
+        *out = fallback;
+        return status::ok;
+    }
+    char fallback_text[16];
+    std::snprintf(fallback_text, sizeof fallback_text, "%d", fallback);
+    char value[256] = "";
+    _IniReadValue(section, key, fallback_text, value, config::file_path);
+    *out = static_cast<int>(std::strtol(value, nullptr, 10));
+    return status::ok;
+}
+
+int GGetConfigString(const char* section, const char* key, const char* fallback, char* out, int) {
+    if (section != nullptr && key != nullptr && fallback != nullptr && out != nullptr) {
+        _IniReadValue(section, key, fallback, out, config::file_path);
+    } else if (fallback != nullptr && out != nullptr) {
+        config::copy_default(fallback, out);
+    }
+    return status::ok;
+}
+
+int GSetConfigString(const char* section, const char* key, const char* value) {
+    if (section != nullptr && key != nullptr && value != nullptr) {
+        _IniWriteValue(section, key, value, config::file_path);
+    }
+    return status::ok;
+}
+
+int _IniReadValue(const char* section, const char* key, const char* fallback, char* out,
+                  const char* path) {
+    const Descriptor file = config::open_existing(path);
+    bool found = false;
+    if (file.is_open()) {
+        config::PieceReader reader(file.get());
+        if (config::find_section(reader, section)) {
+            const std::string_view wanted = key;
+            while (const auto line = config::find_key(reader, wanted)) {
+                found = true;
+                const std::string_view after_key = line->substr(wanted.size());
+                // kept: a line without '=' ends the search and leaves what stands in out.
+                if (after_key.find('=') == std::string_view::npos) break;
+                const std::string_view value = config::setting_value(after_key);
+                std::memcpy(out, value.data(), value.size());
+                out[value.size()] = '\0';
+            }
+        }
+    }
+    if (!found) config::copy_default(fallback, out);
+    return status::ok;
+}
+
+int _IniWriteValue(const char* section, const char* key, const char* value, const char* path) {
+    Descriptor file = config::open_existing(path);
+    if (!file.is_open()) return status::ok;
+    config::PieceReader reader(file.get());
+    if (!config::find_section(reader, section)) return status::ok;
+    const auto line = config::find_key(reader, key);
+    if (!line) return status::ok;
+    const std::size_t after = reader.position();
+    const std::size_t before = after - line->size();
+
+    struct stat info {};
+    if (fstat(file.get(), &info) != 0) return status::ok;
+    const auto size = static_cast<std::size_t>(info.st_size);
+    const std::unique_ptr<char[]> content(new (std::nothrow) char[size]);
+    if (!content || pread(file.get(), content.get(), size, 0) != info.st_size) return status::ok;
+    file.close();
+
+    std::remove(path);
+    std::FILE* replaced = std::fopen(path, "a+");
+    if (replaced == nullptr) return status::ok;
+    std::fwrite(content.get(), 1, before, replaced);
+    std::fprintf(replaced, "%s=%s\n", key, value);
+    std::fwrite(content.get() + after, 1, size - after, replaced);
+    std::fclose(replaced);
+    return status::ok;
+}
