@@ -33,8 +33,8 @@
 #include <stdint.h>
 #include <stdio.h>
 
-#define DESKREADER_API __attribute__((visibility("default")))
-#define DESKREADER_PRINTF(format, first) __attribute__((format(printf, format, first)))
+#define DESKREADER_API __attribute__((__visibility__("default")))
+#define DESKREADER_PRINTF(index, first) __attribute__((__format__(__printf__, index, first)))
 
 #ifdef __cplusplus
 extern "C" {
@@ -125,39 +125,839 @@ DESKREADER_API int _IniReadValue(const char* szSection, const char* szKey, const
 DESKREADER_API int _IniWriteValue(const char* szSection, const char* szKey, const char* szValue,
                                   const char* szPath);
 
-/* ==== Support: directory scan ================================================================= */
+/* ==== Support: load, unload and the directory scan ============================================
+ *
+ * At load the library finds its own directory, reads "loglevel" from config.ini there, makes the
+ * directory log, deletes logs older than "saveday" days, names its log sd_YYYYMMDD.log for the day,
+ * and renames serial port 1 to /dev/ttyAMA0. Nothing of this can fail visibly. */
+
+/* The load-time constructor and its counterpart; the loader runs them, hosts need not. */
+DESKREADER_API void my_init(void);
+DESKREADER_API void my_fini(void);
+
+/* Called for each entry of a directory with its name and its path; the path of an entry that is no
+ * regular file is that of the last one that was, or empty. A result other than 0 ends the scan. */
+typedef int (*GScanCallback)(const char* szName, const char* szPath, void* pUser);
+
+/* Scans a directory in the system's order, without "." and "..". Returns 0, the callback's result
+ * that ended it, -22 for a null directory or callback, -99 when the directory cannot be opened.
+ * Paths are cut at 1023 bytes. */
+DESKREADER_API int GScanDirectory(const char* szDirectory, GScanCallback callback, void* pUser);
+
+/* The callback of the log clean-up: deletes szPath when szName begins with "sd_" and eight digits
+ * of a date more than "saveday" days (at most 365) past. Other names are kept. Returns 0. */
+DESKREADER_API int ScanDirCallback(const char* szName, const char* szPath, void* pUser);
 
 /* ==== Support: text forms of bytes ============================================================ */
 
+/* Reads pairs of hexadecimal digits of either case into at most iOutSize bytes; every other
+ * character counts as 0 and an odd last one is ignored. Returns the bytes written; -22 for null
+ * szHex or length 0; a negative iOutSize itself, with nothing written. */
+DESKREADER_API int GHex2Byte(const char* szHex, size_t nHexLen, unsigned char* szOut, int iOutSize);
+
+/* Writes bytes as upper-case hexadecimal text, at most nOutSize / 2 of them, without terminator.
+ * Returns the characters written; -22 for a null pointer or size 0. A negative length counts as 0.
+ */
+DESKREADER_API int GByte2Hex(const unsigned char* szIn, int iLength, char* szOut, size_t nOutSize);
+
+/* The same with each nibble as '0' + nibble, so 10 to 15 give ':' to '?'. */
+DESKREADER_API int GBCD2Ansi(const unsigned char* szBcd, int iLength, char* szOut, size_t nOutSize);
+
+/* Packs pairs of characters: the first shifted left by four bits whole, the second's low nibble
+ * ("12" gives 12, "A1" gives 11). An odd last character is ignored. Returns the bytes written; -22
+ * for a null pointer, length 0 or more bytes than nOutSize. */
+DESKREADER_API int GAnsi2BCD(const char* szText, size_t nLength, unsigned char* szOut,
+                             size_t nOutSize);
+
+/* XORs two runs of bytes; szOut may be one of them. Returns 0, or -22 for a null pointer or length
+ * 0. */
+DESKREADER_API int GXor(const unsigned char* szA, const unsigned char* szB, unsigned char* szOut,
+                        size_t nLength);
+
+/* Copies without the 00 bytes at both ends. Returns the bytes written; -99 when all are 00 or
+ * length is 0; -22 for a null pointer, size 0, or a rest longer than nOutSize. */
+DESKREADER_API int GTrimZero(const unsigned char* szIn, size_t nLength, unsigned char* szOut,
+                             size_t nOutSize);
+
+/* The value of a digit or letter of either case (z is 35); 111 for any other character. */
+DESKREADER_API int hex2num(char c);
+
+/* Decode and encode URL text ('+' for a blank, "%XX"). Both stop when iOutSize bytes are written
+ * and end with a terminator: provide iOutSize + 1 bytes. Return the length; 0 for a null pointer or
+ * a length or size below 1. Decoding takes letters up to z as digits and drops "%" and a pair that
+ * is none. Encoding returns 0, with unterminated text in szOut, when a "%XX" does not fit or a byte
+ * is 00. */
+DESKREADER_API int GURLDecode(const char* szIn, int iLength, char* szOut, int iOutSize);
+DESKREADER_API int GURLEncode(const char* szIn, int iLength, char* szOut, int iOutSize);
+
+/* Base64 (RFC 4648) as a new, terminated text that the caller frees. Without memory for it the
+ * process exits with status 0. */
+DESKREADER_API char* base64_encode(const unsigned char* szData, unsigned int nLength);
+
+/* Decodes Base64 into a new, terminated buffer that the caller frees. *pnOutLen is the buffer's
+ * size, not the number of bytes decoded: nLength / 4 * 3 and 4, 4, 3 or 2 more with 0, 1, 2 or 3
+ * pads among the last three characters. A last group of 3 or 2 characters gives 3 or 2 bytes, the
+ * final one 0. A character outside the alphabet counts as 'A'. Without memory the process exits
+ * with status 0. */
+DESKREADER_API unsigned char* base64_decode(const char* szText, int iLength, int* pnOutLen);
+
 /* ==== Support: checksums and ciphers ========================================================== */
+
+/* All bytes XORed, 0 to 255; -22 for null data or length 0. */
+DESKREADER_API int GCalXor(const unsigned char* szData, size_t nLength);
+
+/* All bytes added, not reduced; -22 for null data or length 0. */
+DESKREADER_API long long GCalSum(const unsigned char* szData, size_t nLength);
+
+/* CRC-16/XMODEM (polynomial 1021, initial value 0): the register after one more byte, shifted in
+ * the most significant bit first; and the check value of a run of bytes, two zero bytes shifted in
+ * after them. 0 for null data. */
+DESKREADER_API unsigned UpdateCRC16(unsigned nCrc, unsigned nByte);
+DESKREADER_API unsigned GCalCRC16(const unsigned char* szData, long lLength);
+
+/* One 8-byte block of DES (FIPS 46-3) with an 8-byte key, parity bits ignored. Return 0, or -22 for
+ * a null pointer. szOutput may be szInput. */
+DESKREADER_API int GDesEncrypt(const unsigned char* szInput, const unsigned char* szKey,
+                               unsigned char* szOutput);
+DESKREADER_API int GDesDecrypt(const unsigned char* szInput, const unsigned char* szKey,
+                               unsigned char* szOutput);
+
+/* One 8-byte block of triple DES (encrypt, decrypt, encrypt) with a key of 16 or 24 bytes; 16 use
+ * the first 8 again as the third. Return 0, or -22 for a null pointer or another length. */
+DESKREADER_API int G3DesEncrypt(const unsigned char* szInput, const unsigned char* szKey,
+                                unsigned char* szOutput, int iKeyLen);
+DESKREADER_API int G3DesDecrypt(const unsigned char* szInput, const unsigned char* szKey,
+                                unsigned char* szOutput, int iKeyLen);
+
+/* The MD5 digest (RFC 1321) of data or of a file as 32 upper-case hexadecimal digits and a
+ * terminator: provide 33 bytes, all nOutSize of which are cleared first. Return 0; -22 for a null
+ * pointer, length 0 or a size below 32; -99 when the file cannot be opened. The file is read up to
+ * the size that it has at the beginning. */
+DESKREADER_API int GMd5Encode(const unsigned char* szData, size_t nLength, char* szOut,
+                              size_t nOutSize);
+DESKREADER_API int GGetFileMd5(const char* szPath, char* szOut, size_t nOutSize);
+
+/* A digest as such a text. Returns szOut, or null for a size below 32. */
+DESKREADER_API char* MD5Result(const unsigned char szDigest[16], char* szOut, int iOutSize);
 
 /* ==== Support: files ========================================================================== */
 
-/* ==== Support: UCS-2 to GB18030 =============================================================== */
+/* Opens a stream: mode 1 "rb", 3 "a+b", 4 "w+b", 5 "r", 6 "r+", 7 "a+", 8 "w+", 2 and all others
+ * "r+b". Null for a null path or when it cannot be opened. */
+DESKREADER_API FILE* GOpenFile(const char* szPath, int iMode);
 
-/* ==== Device: context ========================================================================= */
+/* Closes it. Returns 0 on success. */
+DESKREADER_API int GCloseFile(FILE* pStream);
+
+/* Read and write in chunks of 64 KiB until one comes short. Return the bytes moved; -99 when the
+ * very first moves nothing; -22 for a null pointer or a length of SIZE_MAX. Writing flushes the
+ * stream. */
+DESKREADER_API int GReadFile(FILE* pStream, unsigned char* szBuffer, size_t nLength);
+DESKREADER_API int GWriteFile(FILE* pStream, const unsigned char* szData, size_t nLength);
+
+/* The size of a file in bytes; 0 when there is none; -22 for a null path. */
+DESKREADER_API long GGetFileSize(const char* szPath);
+
+/* Copies what follows the last '/' or '\\' with its terminator; nOutSize is not consulted: provide
+ * as much as the path has. Returns 0, or -22 for a null pointer or size 0. */
+DESKREADER_API int GGetFileName(const char* szPath, char* szOut, size_t nOutSize);
+
+/* Nothing on this platform: -99, or -22 for null or a size below 1. */
+DESKREADER_API int GGetLocalFilePath(char* szOut, int iSize);
+
+/* ==== Support: UCS-2 to GB18030 ===============================================================
+ *
+ * The mapping of GB 18030-2000 for the Basic Multilingual Plane, in tables sorted by UCS-2 value.
+ * Source text is two bytes a character, low byte first. */
+
+typedef struct GB18030_2BYTE {
+    unsigned short nCode; /* lead byte in the high half */
+    unsigned short nUcs2;
+} GB18030_2BYTE;
+
+typedef struct GB18030_4BYTE {
+    unsigned short nHigh; /* first two bytes */
+    unsigned short nLow;  /* last two bytes */
+    unsigned short nUcs2;
+} GB18030_4BYTE;
+
+DESKREADER_API extern const GB18030_2BYTE g_chset_ucs2_to_gb18030_2_byte_tbl[21872];
+DESKREADER_API extern const GB18030_4BYTE g_chset_ucs2_to_gb18030_4_byte_tbl[39339];
+DESKREADER_API extern const GB18030_4BYTE g_chset_ucs2_to_gb18030_4_byte_tbl_add[1];
+
+/* Their numbers of entries. */
+DESKREADER_API int mmi_chset_ucs2_gb18030_2byte_size(void);
+DESKREADER_API int mmi_chset_ucs2_gb18030_4byte_size(void);
+DESKREADER_API int mmi_chset_ucs2_gb18030_4byte_size_add(void);
+
+/* Look a character up; the code with its first byte most significant. Return 1 when found, else 0
+ * with nothing written. */
+DESKREADER_API int mmi_chset_ucs2_to_gb18030_2_byte_search(unsigned short nUcs2,
+                                                           unsigned short* pnCode);
+DESKREADER_API int mmi_chset_ucs2_to_gb18030_4_byte_search(unsigned short nUcs2,
+                                                           unsigned int* pnCode);
+DESKREADER_API int mmi_chset_ucs2_to_gb18030_4_byte_search_add(unsigned short nUcs2,
+                                                               unsigned int* pnCode);
+
+/* Converts one character; FF for what has no mapping, surrogates included. Returns the 1, 2 or 4
+ * bytes written: provide 4. */
+DESKREADER_API int mmi_chset_ucs2_to_gb18030(unsigned char* szOut, unsigned short nUcs2);
+
+/* Converts text up to its zero unit and writes two zero bytes after it. Returns the bytes written,
+ * those two included: provide 4 a character and 2. iLimit ends the text only before a character
+ * whose low byte is 0, once two bytes more would reach it. */
+DESKREADER_API int mmi_chset_ucs2_to_gb18030_str(unsigned char* szOut,
+                                                 const unsigned char* szSource, int iLimit);
+
+/* The characters before the first zero unit; 0 for null. */
+DESKREADER_API int app_ucs2_strlen(const unsigned char* szText);
+
+/* Converts iLength bytes, at most 510 (what is more is left out), up to a zero unit, with the limit
+ * 1024. Returns the bytes written, two zero bytes included: provide twice iLength and 2. */
+DESKREADER_API int GStrUnicode2GB18030(const unsigned char* szSource, unsigned char* szOut,
+                                       int iLength);
+
+/* ==== Device: context =========================================================================
+ *
+ * One reader connection. Life of a context: cleared by DC_Init; configured (interface type, then
+ * serial parameters or USB list, mode id); open with its first COMM_Open; shared by further ones;
+ * closed by the COMM_Close that brings the reference count to 0. Nothing here is locked: one
+ * context must not be used by two threads at once. */
+
+typedef struct DEVCONTEXT DEVCONTEXT;
+
+/* Asked after every piece of a read with all bytes received so far and their number: another result
+ * than 0 says that the packet is complete. */
+typedef int (*COMM_PacketIsEnd)(unsigned char* szReceived, unsigned int nLength);
+
+/* The operations of one kind of link. A handle from -99 to -1 means that open failed. read and
+ * write return the bytes moved, -62 for none in time, -125 for a cancelled read, -1 for an error of
+ * the device; a time limit of 0 ms means 2147483647. */
+typedef struct COMM_OPS {
+    void* (*open)(DEVCONTEXT* pContext);
+    int (*read)(void* pDevice, unsigned char* szBuffer, unsigned int nLength, unsigned int nTimeout,
+                COMM_PacketIsEnd isEnd);
+    int (*write)(void* pDevice, const unsigned char* szData, unsigned int nLength,
+                 unsigned int nTimeout);
+    int (*close)(void* pDevice);
+} COMM_OPS;
+
+struct DEVCONTEXT {
+    void* pDevice;        /* hidapi's device, or the cell of a serial port; null if never opened */
+    int iOpen;            /* 0 closed, 1 open; only ever toggled */
+    unsigned int nRefCnt; /* users of the open device */
+    unsigned char szReserved[16]; /* cleared by DC_Init and otherwise left alone */
+    char szType[16];              /* "hid" or "com"; unterminated when all 16 are used */
+    union {
+        struct {
+            unsigned int nBaud;
+            int iPort; /* index of the port name */
+        } com;
+        struct {
+            unsigned char nModeId;
+            unsigned char szUnused[3];
+            int iUsbCount; /* entries used, at most 8 */
+            unsigned short nVid[8];
+            unsigned short nPid[8];
+        } hid;
+    } params;                  /* the two views overlap: the baud rate's low byte is the mode id */
+    long long llOutputBufSize; /* payload of one write: 62 on HID, 266 on serial */
+    long long llInputBufSize;  /* payload of one read: 62 on HID, serial leaves it */
+    const COMM_OPS* pOps;      /* set when the context is validated on open */
+};
+
+/* The context of all RD_ functions. */
+DESKREADER_API extern DEVCONTEXT context;
+
+/* Clears the whole record. No DC_ function checks its context for null. */
+DESKREADER_API void DC_Init(DEVCONTEXT* pContext);
+
+/* Plain accessors. DC_SetInterfaceType takes at most 16 characters; DC_GetUsbListSize and
+ * DC_GetCOMPort read the same field, and so do the mode id and the baud rate's low byte. */
+DESKREADER_API void DC_SetInterfaceType(DEVCONTEXT* pContext, const char* szType);
+DESKREADER_API const char* DC_GetInterfaceType(DEVCONTEXT* pContext);
+DESKREADER_API void DC_SetInterfaceOps(DEVCONTEXT* pContext, const COMM_OPS* pOps);
+DESKREADER_API const COMM_OPS* DC_GetInterfaceOps(DEVCONTEXT* pContext);
+DESKREADER_API void DC_SetCOMParams(DEVCONTEXT* pContext, int iPort, unsigned int nBaud);
+DESKREADER_API int DC_GetCOMPort(DEVCONTEXT* pContext);
+DESKREADER_API unsigned int DC_GetCOMBaud(DEVCONTEXT* pContext);
+DESKREADER_API void DC_SetDevice(DEVCONTEXT* pContext, void* pDevice);
+DESKREADER_API void* DC_GetDevice(DEVCONTEXT* pContext);
+DESKREADER_API void DC_SetOutputBufSize(DEVCONTEXT* pContext, long long llSize);
+DESKREADER_API long long DC_GetOutputBufSize(DEVCONTEXT* pContext);
+DESKREADER_API void DC_SetInputBufSize(DEVCONTEXT* pContext, long long llSize);
+DESKREADER_API long long DC_GetInputBufSize(DEVCONTEXT* pContext);
+DESKREADER_API int DC_IsOpen(DEVCONTEXT* pContext);
+
+/* Appends the low 16 bits of each id to the list of USB identities; a ninth is dropped. */
+DESKREADER_API void DC_AddUsbParams(DEVCONTEXT* pContext, int iVid, unsigned int nPid);
+DESKREADER_API int DC_GetUsbListSize(DEVCONTEXT* pContext);
+
+/* The entry's id; 0 for an index outside the list. */
+DESKREADER_API unsigned short DC_GetUsbVid(DEVCONTEXT* pContext, int iIndex);
+DESKREADER_API unsigned short DC_GetUsbPid(DEVCONTEXT* pContext, int iIndex);
+
+/* One user more; one less, which closes the device when none is left and the link has a close
+ * operation. Releasing returns the users that remain; with none it does nothing and returns 0. */
+DESKREADER_API void DC_AddDeviceRef(DEVCONTEXT* pContext);
+DESKREADER_API unsigned int DC_ReleaseDeviceRef(DEVCONTEXT* pContext);
+
+/* Toggles the open flag: 0 becomes 1, all else 0. Returns the context. */
+DESKREADER_API DEVCONTEXT* DC_SwitchOpenStatus(DEVCONTEXT* pContext);
+
+/* Stores the low 8 bits as mode id, on a context of type "hid" only. */
+DESKREADER_API void DC_SetModeId(DEVCONTEXT* pContext, int iId);
+DESKREADER_API unsigned char DC_GetModeId(DEVCONTEXT* pContext);
 
 /* ==== Device: transport dispatch ============================================================== */
 
-/* ==== Device: serial port ===================================================================== */
+/* Opens the device on first use, and adds a reference. An open "hid" context gets its mode id into
+ * force. Returns 0; -19 for a null context, an unknown type or an empty USB list; -2 when the
+ * device cannot be opened. */
+DESKREADER_API int COMM_Open(DEVCONTEXT* pContext);
 
-/* ==== Device: USB HID ========================================================================= */
+/* Read and write through the context's link. Return the adapter's result (see COMM_OPS); -22 for a
+ * null context or buffer, -2 for a context that was never opened. A read with an end test begins by
+ * clearing a cancel that was raised before; one without (null) cannot be cancelled. */
+DESKREADER_API int COMM_Read(DEVCONTEXT* pContext, unsigned char* szBuffer, unsigned int nLength,
+                             unsigned int nTimeout, COMM_PacketIsEnd isEnd);
+DESKREADER_API int COMM_Write(DEVCONTEXT* pContext, const unsigned char* szData,
+                              unsigned int nLength, unsigned int nTimeout);
 
-/* ==== Protocol: escape commands =============================================================== */
+/* Drops a reference. Returns those that remain. */
+DESKREADER_API int COMM_Close(DEVCONTEXT* pContext);
+
+/* hidapi's hid_init and hid_exit, for hosts that want them; the library never calls them. Return 0
+ * or -1. */
+DESKREADER_API int COMM_Init(void);
+DESKREADER_API int COMM_Exit(void);
+
+/* Raise and take back the request to cancel the read that another thread is waiting in. */
+DESKREADER_API void COMM_cancle(void);
+DESKREADER_API void COMM_notcancle(void);
+
+/* The operations of a link by its exact name; null for another name, or null. */
+DESKREADER_API const COMM_OPS* _COMM_FindAdapter(const char* szName);
+
+/* 1 for a context that can be opened, else 0. Stores the link's operations in either case, if the
+ * type has any. */
+DESKREADER_API int _COMM_ValidateParam(DEVCONTEXT* pContext);
+
+/* ==== Device: serial port =====================================================================
+ *
+ * A port is an index into 16 names: /dev/ttyS0, /dev/ttyAMA0 (renamed at load), /dev/ttyS2,
+ * /dev/ttyS3, and empty ones. An opened port is raw 8-N-1 at 1200, 2400, 4800, 19200, 38400, 57600
+ * or 115200 baud; every other rate is 9600. Settings found at open are put back at close; there is
+ * one record of them for all ports. */
+
+/* Names a port, at most 63 characters. Returns 0; -99 for an index outside 0 to 15. */
+DESKREADER_API int GSetComName(int iIndex, const char* szName);
+
+/* Saves the terminal's settings and makes it raw, once pending output is sent. Returns 0; -1 for a
+ * negative descriptor; -2, -3 when the settings cannot be read, -4 when they cannot be written. */
+DESKREADER_API int GSetTerm_Linux(int iFile, int iBaud);
+
+/* Puts the saved settings back and closes the descriptor, unless it is 0. Returns 0; -1 for a
+ * negative descriptor, -99 when the settings cannot be written (the descriptor is closed all the
+ * same). */
+DESKREADER_API int GReSetTerm_Linux(int iFile);
+
+/* Opens a port. The handle is a cell of 4 bytes that holds the descriptor; null on failure. */
+DESKREADER_API void* GOpenCom(int iIndex, int iBaud);
+
+/* Closes it, as GReSetTerm_Linux. */
+DESKREADER_API int GCloseCom(void* pCom);
+
+/* One write of all bytes, as write() returns; the time limit is not used. */
+DESKREADER_API int GWriteCom(void* pCom, const unsigned char* szData, unsigned long ulLength,
+                             int iTimeout);
+
+/* Waits at most iWait MICROSECONDS for data and reads once, as read() returns. 0 when nothing came
+ * in time or a signal arrived, -1 when waiting failed. */
+DESKREADER_API int GReadCom(void* pCom, unsigned char* szBuffer, unsigned long ulLength, int iWait);
+
+/* The adapter "com". A read with an end test polls in slices of 10 microseconds and asks the test
+ * twice in each; one without takes the milliseconds of its limit as microseconds, so that 3000
+ * waits 3 ms. An open that fails leaves nothing behind. */
+DESKREADER_API void* COM_open(DEVCONTEXT* pContext);
+DESKREADER_API int COM_read(void* pDevice, unsigned char* szBuffer, unsigned int nLength,
+                            unsigned int nTimeout, COMM_PacketIsEnd isEnd);
+DESKREADER_API int COM_write(void* pDevice, const unsigned char* szData, unsigned int nLength,
+                             unsigned int nTimeout);
+DESKREADER_API int COM_close(void* pDevice);
+
+/* ==== Device: USB HID =========================================================================
+ *
+ * Payload travels in reports of 64 bytes (65 with the report id that hidapi wants): a mode id that
+ * names the reader's module, a length byte, at most 62 bytes. Devices are hidapi's hid_device. */
+
+/* The fixed report lengths: 65, 0 for a null device. */
+DESKREADER_API int hid_get_output_report_length(void* pDevice);
+DESKREADER_API int hid_get_input_report_length(void* pDevice);
+
+/* Sends one output report with at most 62 bytes of the data. Returns the bytes put into it, whether
+ * or not it could be sent; -1 for a null device. */
+DESKREADER_API int hid_write_modeid(void* pDevice, const void* pData, size_t nLength, int iModeId);
+
+/* Reads one input report and copies its payload, at most nRoom bytes. Returns the bytes copied, 0
+ * for no report in time (or an empty one), -1 for a report of 1 or 2 bytes or a null device,
+ * otherwise hidapi's negative result. */
+DESKREADER_API int hid_read_modeid(void* pDevice, void* pBuffer, size_t nRoom, int iTimeout);
+
+/* The adapter "hid". Open takes the first device of the USB list that can be opened (-19 as handle
+ * for none). A read with an end test waits in slices of 10 ms, and an empty report does not end it;
+ * a read without takes one report. A write counts what was put into reports. */
+DESKREADER_API void* HID_open(DEVCONTEXT* pContext);
+DESKREADER_API int HID_read(void* pDevice, unsigned char* szBuffer, unsigned int nLength,
+                            unsigned int nTimeout, COMM_PacketIsEnd isEnd);
+DESKREADER_API int HID_write(void* pDevice, const unsigned char* szData, unsigned int nLength,
+                             unsigned int nTimeout);
+DESKREADER_API int HID_close(void* pDevice);
+
+/* Milliseconds of the monotonic clock. */
+DESKREADER_API unsigned long long GetTickCount(void);
+
+/* ==== Protocol: escape commands ===============================================================
+ *
+ * ESC sequences go to the base unit and the magnetic module as they stand. Each call is one
+ * exchange: open, write, read if there is a reply, close. */
+
+/* Sends a command and reads iExpectLen bytes of reply; 0 reads none. The time limit holds for the
+ * write and for the read, which cannot be cancelled; over a serial port its milliseconds are taken
+ * as microseconds. Returns the reply's bytes, or iCmdLen when none was expected; -22 for a null
+ * pointer, iCmdLen or iOutSize below 1, iExpectLen above iOutSize, or a reply longer than that;
+ * otherwise the negative result of open, write or read. More than 1024 bytes of reply are not read.
+ */
+DESKREADER_API int RAWL_SendCmd(DEVCONTEXT* pContext, const unsigned char* szCmd, int iCmdLen,
+                                unsigned char* szOut, int iOutSize, int iExpectLen, int iTimeout);
+
+/* Sends a command and reads until the reply is complete: szEndMark is "?\x1C" for track reads,
+ * "rp/q" for track writes. With another mark nothing is read, szOut gets iCmdLen zero bytes and the
+ * result is iCmdLen. Results otherwise as above; a cancelled read returns -125. */
+DESKREADER_API int RAWC_SendCmd(DEVCONTEXT* pContext, const unsigned char* szCmd, int iCmdLen,
+                                unsigned char* szOut, int iOutSize, const char* szEndMark,
+                                int iTimeout);
+
+/* The end tests: 1 when 3F 1C, or "rq" or "rp", stands anywhere in the bytes, else 0. */
+DESKREADER_API int MsrPacketIsEnd(unsigned char* szReceived, unsigned int nLength);
+DESKREADER_API int MsrWriteIsEnd(unsigned char* szReceived, unsigned int nLength);
 
 /* ==== Protocol: device control ================================================================ */
 
+/* 1 once a pass-through port was selected, 0 once a character outside the range was given. Closing
+ * leaves it, so every later close releases the port again. */
+DESKREADER_API extern unsigned int g_Bp;
+
+/* Clears the context and opens the reader: port 0 is USB HID 2E8B:0142, 1 to 255 a serial port at
+ * iBaud (at most 115200). Then selects the pass-through port, whether or not the open succeeded. An
+ * open context is left as it is, with result 0. Returns 0, -22 for port or baud out of range (the
+ * context is cleared), or COMM_Open's number. */
+DESKREADER_API int Ovan_Open(DEVCONTEXT* pContext, int iPort, int iBaud, int iBpPort);
+
+/* Opens the reader on USB HID by its identity, each id modulo 65536. Returns 0 or COMM_Open's
+ * number. */
+DESKREADER_API int Ovan_Open_PID(DEVCONTEXT* pContext, int iVid, int iPid);
+
+/* Releases the pass-through port if g_Bp is 1 (ESC "%A"), and drops a reference. Returns 0. */
+DESKREADER_API int Ovan_Close(DEVCONTEXT* pContext);
+
+/* Selects the pass-through port '1' to 'Y' (ESC "%" port); another character (its low byte, signed)
+ * sends nothing. What becomes of the command is not reported. Returns 0. */
+DESKREADER_API int Ovan_SetBpPort(DEVCONTEXT* pContext, int iPort);
+
+/* Resets the reader (ESC "S"); it does not answer. Returns 0 or RAWL_SendCmd's result. */
+DESKREADER_API int Ovan_Reset(DEVCONTEXT* pContext, int iTimeout);
+
+/* Switches the reader's module by the low byte of iMode: 0 and 1 (ESC "$B", "$I") by "IcBaud", 2
+ * (ESC "$S") by "IdBaud"; the command ends in 0 for 9600 baud and in 4 for all others. Any other
+ * mode sends nothing. The reader's 2-byte answer is read and dropped where it comes in time: over a
+ * serial port the 100 ms count as 100 microseconds, so it comes too late and stands before the next
+ * reply unless the port is opened anew. Returns 0. */
+DESKREADER_API int Ovan_ChangeMode(DEVCONTEXT* pContext, int iMode);
+
+/* Cancels the read that another thread waits in, and gives it 200 ms to notice. Returns 0. */
+DESKREADER_API int Ovan_Cancel(void);
+
+/* Reads and logs what the reader has sent, at most 4096 bytes, and drops it. Returns its length or
+ * a negative number. */
+DESKREADER_API int Ovan_ReadData(DEVCONTEXT* pContext, int iTimeout);
+
 /* ==== Protocol: IC frame ====================================================================== */
+
+/* One command in the IC frame (60 LEN command XOR as hexadecimal text, then 03) and its reply.
+ * Returns the reply's bytes, 1 or more; -22 for a null pointer, iCmdLen of 0 or above 255, iOutSize
+ * of 0, a reply longer than iOutSize, or an iOutSize below the length of the reply's TEXT (2 *
+ * reply + 7): give 256 or 4096; -74 for a malformed reply and for none at all, whatever kept it
+ * away; otherwise the result of open or write. szOut is undefined after -22. The reply's check byte
+ * is not verified. */
+DESKREADER_API int VexoIc_SendCmd(DEVCONTEXT* pContext, const unsigned char* szCmd, int iCmdLen,
+                                  unsigned char* szOut, int iOutSize, int iTimeout);
 
 /* ==== Protocol: Union frame =================================================================== */
 
-/* ==== Cards: IC reader ======================================================================== */
+/* One command in the Union frame (02, two bytes of length, command and XOR as two characters '0' to
+ * '?' a byte, 03) and its reply. As VexoIc_SendCmd, without the limit of 255: commands up to 1020
+ * bytes fit. A reply of length 0 returns 0. */
+DESKREADER_API int Union_SendCmd(DEVCONTEXT* pContext, const unsigned char* szCmd, int iCmdLen,
+                                 unsigned char* szOut, int iOutSize, int iTimeout);
 
-/* ==== API: connection and device ============================================================== */
+/* ==== Cards: IC reader ========================================================================
+ *
+ * The reader's commands for IC cards and for the device, in the frame that "Iccmd" chooses on every
+ * call: 0 the IC frame, 1 the Union frame, any other value gives -1008. All return 0; or -4000
+ * (power-on failed), -4002 (power-off failed), -4004 (card not powered), -4005 (card absent), -4006
+ * (APDU failed), -99 for another status of the reader, or the frame's number (-22, -74, ...). On a
+ * failure outputs stay as they were. Time limits are milliseconds. */
+
+/* The contact slot of all later commands; 0 at load. In the IC frame slots 0 to 15 go out as 1 to
+ * 16, 16 as 0, 17 to 31 as 4 to 18 and all others as 1; in the Union frame the low byte goes out.
+ */
+DESKREADER_API extern int g_Slot;
+DESKREADER_API int IC_SetSlot(int iSlot);
+
+/* Makes the reader use another serial rate: 19200, 38400, 57600 or 115200, all others mean 9600.
+ * -4002 when it refuses. */
+DESKREADER_API int IC_SetBaud(DEVCONTEXT* pContext, int iBaud);
+
+/* Power a contact card, or a contactless one, and give its answer: provide 256 bytes. In the IC
+ * frame a status other than A2 and FB makes the result the length of the reply, a positive number.
+ */
+DESKREADER_API int IC_PowerOn(DEVCONTEXT* pContext, unsigned char* szAnswer, int* pnAnswerLen,
+                              int iTimeout);
+DESKREADER_API int IC_RFPowerOn(DEVCONTEXT* pContext, unsigned char* szAnswer, int* pnAnswerLen,
+                                int iTimeout);
+DESKREADER_API int IC_PowerOff(DEVCONTEXT* pContext, int iTimeout);
+DESKREADER_API int IC_RFPowerOff(DEVCONTEXT* pContext, int iTimeout);
+
+/* One command to the card and its response, status word included as the reader gives it: provide
+ * 1024 bytes. In the IC frame a contact command has at most 253 bytes and a contactless one 254,
+ * else -22; -74 for a response of more than 1024 bytes, which no true frame carries. */
+DESKREADER_API int IC_APDU(DEVCONTEXT* pContext, const unsigned char* szCommand, int iCommandLen,
+                           unsigned char* szResponse, int* pnResponseLen, int iTimeout);
+DESKREADER_API int IC_RFAPDU(DEVCONTEXT* pContext, const unsigned char* szCommand, int iCommandLen,
+                             unsigned char* szResponse, int* pnResponseLen, int iTimeout);
+
+/* The device's information as it sends it: provide 256 bytes. In the IC frame an unknown status
+ * makes the result the length of the reply. In the Union frame information that begins with 06 10
+ * is taken from byte 18 of the reply on, and its first byte is given as the length. */
+DESKREADER_API int IC_GetDevInfo(DEVCONTEXT* pContext, unsigned char* szInfo, int* pnInfoLen,
+                                 int iTimeout);
+
+/* Sounds the beeper; Union frame only, which is also the default here. The duration goes out
+ * divided by 10 up to 99 and by 100 above; the two parameters go out as they are, low byte. */
+DESKREADER_API int IC_Beep(DEVCONTEXT* pContext, int iDuration, int iParam1, int iParam2,
+                           int iTimeout);
+
+/* Asks for a card; Union frame only. The state is 1, 2 or 3 where the reply has 11 or 12 in its
+ * first byte or 12 in its second, else 0. */
+DESKREADER_API int IC_CardDetect(DEVCONTEXT* pContext, int iParam, int* pnState, int iTimeout);
+
+/* Resets the device, in the Union frame whatever is configured. Returns 0 whatever becomes of it.
+ */
+DESKREADER_API int IC_DevReset(DEVCONTEXT* pContext);
+
+/* The device's information block, in the IC frame whatever is configured: provide 256 bytes. The
+ * serial number stands in bytes 32 to 63. */
+DESKREADER_API int IC_GetDevAllInfo(DEVCONTEXT* pContext, unsigned char* szInfo, int* pnInfoLen,
+                                    int iTimeout);
+
+/* Writes the serial number, at most 32 bytes (what is more is left out), in the IC frame whatever
+ * is configured. */
+DESKREADER_API int IC_SetDevSn(DEVCONTEXT* pContext, const unsigned char* szSn, int iSnLen,
+                               int iTimeout);
+
+/* ==== Cards: data objects =====================================================================
+ *
+ * BER-TLV in the simplified form that these cards use (EMV Book 3, annex B): tags of one byte, or
+ * two when the low five bits of the first are all ones; lengths of one byte, 81 and one, 82 and
+ * two; constructed objects are entered. An object that runs past the data is not found. */
+
+/* The terminal's data objects, back to back, and their used lengths. Values are changed by the
+ * setters below and by the payment flows, never back to their defaults. */
+DESKREADER_API extern unsigned char g_szTxData[88];
+DESKREADER_API extern int g_iTxDataLen;
+DESKREADER_API extern unsigned char g_szAppInitData[114];
+DESKREADER_API extern int g_iAppInitDataLen;
+DESKREADER_API extern unsigned char g_szExData[50];
+DESKREADER_API extern int g_iExDataLen;
+
+/* Finds an object and copies its value: provide as much as the data have, at least 8 bytes, which
+ * are cleared first. A constructed object has length 0; one with a length field of 82 ends the
+ * search. Returns the offset of the value, or -99 with length 0. */
+DESKREADER_API int PBOC_GetTagValue(const unsigned char* szTag, int iTagLen,
+                                    const unsigned char* szData, int iDataLen,
+                                    unsigned char* szValue, int* pnValueLen);
+
+/* Overwrites the value of the first object that has this tag and length. Returns 0, or -99 when
+ * there is none. */
+DESKREADER_API int PBOC_SetTagValue(const unsigned char* szTag, int iTagLen, unsigned char* szData,
+                                    int iDataLen, const unsigned char* szValue, int iValueLen);
+
+/* The same in g_szTxData and g_szAppInitData. */
+DESKREADER_API int PBOC_SetTxDataTagValue(const unsigned char* szTag, int iTagLen,
+                                          const unsigned char* szValue, int iValueLen);
+DESKREADER_API int PBOC_SetAppInitDataTagValue(const unsigned char* szTag, int iTagLen,
+                                               const unsigned char* szValue, int iValueLen);
+
+/* The first entry of a data object list: its tag (2 bytes) and how many bytes tag and length take
+ * together. A byte past the end counts as 00. Returns 0. */
+DESKREADER_API int PBOC_GetTagInDOL(const unsigned char* szEntry, int iRemaining,
+                                    unsigned char* szTag, int* pnTagLen, int* pnHeaderLen);
+
+/* Answers a data object list from the stores (transaction, application start, fixed), each value at
+ * its stored length whatever the card asks for: provide 10 bytes for each byte of the list. Returns
+ * 0, or -99 when a tag is in no store; the length then covers what was built. Context and slot are
+ * not read. */
+DESKREADER_API int PBOC_BuildDOL(DEVCONTEXT* pContext, int iSlot, const unsigned char* szDol,
+                                 int iDolLen, unsigned char* szOut, int* pnOutLen);
+
+/* Reads one field of a tagged text: the first place where the key stands, three digits of length,
+ * the value. Provide 512 bytes; the value is not terminated. iTextLen is not read. Returns 0; -99
+ * without the key, for a length below 0 or above 512, and for a value that runs past the end. */
+DESKREADER_API int PBOC_GetSimpTagValue(const char* szKey, int iKeyLen, const char* szText,
+                                        int iTextLen, char* szValue, int* pnValueLen);
+
+/* 1 if any character is a capital letter, else 0. */
+DESKREADER_API int IsTagListValue(const char* szText);
+
+/* 1 if every character is a digit or a capital letter; a digit; else 0 and the first other is
+ * logged. */
+DESKREADER_API int IsPbocDataValue(const char* szText);
+DESKREADER_API int IsNumDataValue(const char* szText);
+
+/* ==== Cards: payment commands =================================================================
+ *
+ * Commands of the debit/credit application (PBOC, EMV Book 3). The slot is 0 contact, 1
+ * contactless, any other value contact and then contactless. All return 0 for status word 90 00,
+ * -99 for another one, 100 for 62 83 (application blocked), -22 for data longer than 255 bytes, or
+ * the number of the exchange. On a failure outputs stay as they were unless said otherwise. Provide
+ * 512 bytes for an output. */
+
+/* One command as it stands; szCommand has at least 5 bytes and is overwritten: 61 xx and 62 xx are
+ * followed by GET RESPONSE, 6C xx by the command with Le xx, at most 64 times, then the last answer
+ * stands. Gives the whole response; a response of more than 512 bytes is -74. Returns the
+ * exchange's result, 100 for 62 83, -22 for a length below 1. Outputs are always cleared first. */
+DESKREADER_API int PBOC_IcAPDU(DEVCONTEXT* pContext, int iSlot, unsigned char* szCommand,
+                               int iCommandLen, unsigned char* szResponse, int* pnResponseLen);
+
+/* Selects the directory by name and gives the value of tag 88, its file identifiers. -99 without
+ * the tag, 100 also for 93 03. */
+DESKREADER_API int PBOC_SelectPSE(DEVCONTEXT* pContext, int iSlot, const unsigned char* szName,
+                                  int iNameLen, unsigned char* szOut, int* pnOutLen);
+
+/* Reads one record, given without status word. */
+DESKREADER_API int PBOC_ReadRecord(DEVCONTEXT* pContext, int iSlot, int iRecord, int iSfi,
+                                   unsigned char* szOut, int* pnOutLen);
+
+/* Reads the directory's records and gives the tag 4F of the last one (length 0 if that has none).
+ * The record number runs on from one file to the next and ends at 255. Returns 0. */
+DESKREADER_API int PBOC_GetAID(DEVCONTEXT* pContext, int iSlot, const unsigned char* szSfiList,
+                               int iSfiCount, unsigned char* szAid, int* pnAidLen);
+
+/* Select an application by name, or a file; give the whole response, status word included. */
+DESKREADER_API int PBOC_SelectAID(DEVCONTEXT* pContext, int iSlot, const unsigned char* szAid,
+                                  int iAidLen, unsigned char* szOut, int* pnOutLen);
+DESKREADER_API int PBOC_SelectFile(DEVCONTEXT* pContext, int iSlot, int iP1,
+                                   const unsigned char* szData, int iDataLen, unsigned char* szOut,
+                                   int* pnOutLen);
+
+/* GET PROCESSING OPTIONS: the application interchange profile (2 bytes) and the file locator.
+ * Without tag 94 in a template 77 the whole response without status word is the locator. Returns 0
+ * also when the card refuses, with both lengths 0; -99 for a response that holds neither form; -22
+ * for more than 253 bytes. */
+DESKREADER_API int PBOC_GetProcOptions(DEVCONTEXT* pContext, int iSlot,
+                                       const unsigned char* szPdolData, int iPdolLen,
+                                       unsigned char* szAip, int* pnAipLen, unsigned char* szAfl,
+                                       int* pnAflLen);
+
+/* Reads the records that a file locator names, one after the other: provide 8000 bytes. Records
+ * that cannot be read or no longer fit are left out. Returns 0. */
+DESKREADER_API int PBOC_GetAppData(DEVCONTEXT* pContext, int iSlot, const unsigned char* szAfl,
+                                   int iAflLen, unsigned char* szOut, int* pnOutLen);
+
+/* GET DATA: the value of the tag (1 or 2 bytes, else -22). -99 when the response lacks it. */
+DESKREADER_API int PBOC_GetData(DEVCONTEXT* pContext, int iSlot, const unsigned char* szTag,
+                                int iTagLen, unsigned char* szOut, int* pnOutLen);
+
+/* GENERATE AC with reference control parameter iP1: the value of tag 80; length 0 for a template
+ * 77; -99 without either. */
+DESKREADER_API int PBOC_GenerateAC(DEVCONTEXT* pContext, int iSlot, int iP1,
+                                   const unsigned char* szCdolData, int iCdolLen,
+                                   unsigned char* szOut, int* pnOutLen);
+
+/* EXTERNAL AUTHENTICATE, with P2 00 and 06. */
+DESKREADER_API int PBOC_ExternalAuth(DEVCONTEXT* pContext, int iSlot, const unsigned char* szData,
+                                     int iDataLen);
+DESKREADER_API int PBOC_ExternalAuth_Sh(DEVCONTEXT* pContext, int iSlot,
+                                        const unsigned char* szData, int iDataLen);
+
+/* Sends the commands (tag 86) of an issuer script. Returns 0 when the last one succeeded; its
+ * number in the order of sending plus 1 when the card refused it; the exchange's number when that
+ * failed; -99 without a command. With two commands in a flat script the second is sent for ever:
+ * give one a call. */
+DESKREADER_API int PBOC_ExeScript(DEVCONTEXT* pContext, int iSlot, const unsigned char* szScript,
+                                  int iScriptLen);
+
+/* Key delivery (BF DE), data ciphering (80 FA, the response without status word) and PIN change (84
+ * 24). */
+DESKREADER_API int PBOC_DeliveryKey(DEVCONTEXT* pContext, int iSlot, int iP1, int iP2,
+                                    const unsigned char* szData, int iDataLen);
+DESKREADER_API int PBOC_CryptData(DEVCONTEXT* pContext, int iSlot, int iP1,
+                                  const unsigned char* szData, int iDataLen, unsigned char* szOut,
+                                  int* pnOutLen);
+DESKREADER_API int PBOC_ChangePin(DEVCONTEXT* pContext, int iSlot, int iP2,
+                                  const unsigned char* szData, int iDataLen);
+
+/* ==== Cards: electronic purse =================================================================
+ *
+ * Commands of a deposit or purse application, slots and results as above; responses come without
+ * status word, provide 512 bytes. The data of the last four are taken as text: bytes from the first
+ * zero on go out as zeros. */
+
+DESKREADER_API int EPED_ReadBinary(DEVCONTEXT* pContext, int iSlot, int iSfi, int iOffset,
+                                   unsigned char* szOut, int* pnOutLen);
+DESKREADER_API int EPED_GetBalance(DEVCONTEXT* pContext, int iSlot, int iP2, unsigned char* szOut,
+                                   int* pnOutLen);
+DESKREADER_API int EPED_Verify(DEVCONTEXT* pContext, int iSlot, const unsigned char* szPin,
+                               int iPinLen);
+
+/* *pnLen is the number of random bytes asked for, and then of those received. */
+DESKREADER_API int EPED_GetRandom(DEVCONTEXT* pContext, int iSlot, unsigned char* szOut,
+                                  int* pnLen);
+
+/* The file identifier goes out as 90 OR iSfi, not cut to five bits; the data include the MAC. */
+DESKREADER_API int EPED_UpdateBinary(DEVCONTEXT* pContext, int iSlot, int iSfi, int iOffset,
+                                     const unsigned char* szData, int iDataLen);
+
+/* szData: 11 bytes, of which EPED_Load and EPED_InitForPurchase send none (the header with Lc 0B
+ * goes out alone); 15 bytes for EPED_Purchase. Reserved arguments are not read. */
+DESKREADER_API int EPED_InitForLoad(DEVCONTEXT* pContext, int iSlot, int iKeyIndex,
+                                    const char* szData, unsigned char* szOut, int* pnOutLen);
+DESKREADER_API int EPED_Load(DEVCONTEXT* pContext, int iSlot, const char* szData,
+                             unsigned char* szOut, int* pnOutLen);
+DESKREADER_API int EPED_InitForPurchase(DEVCONTEXT* pContext, int iSlot, int iKeyIndex,
+                                        const char* szData, int iReserved, unsigned char* szOut,
+                                        int* pnOutLen);
+DESKREADER_API int EPED_Purchase(DEVCONTEXT* pContext, int iSlot, int iReserved1,
+                                 const char* szData, int iReserved2, unsigned char* szOut,
+                                 int* pnOutLen);
+
+/* ==== API: connection and device ==============================================================
+ *
+ * All on the one `context`. Results are API numbers unless said otherwise; every failure is logged.
+ * A port is 0 for USB HID (2E8B:0142) or 1 to 255 for the serial port of that index. The
+ * pass-through port is a character '1' to 'Y', any other value selects none. */
+
+/* The baud rate at which RD_Open found the reader, 9600 at load; RD_Close returns it to that. */
+DESKREADER_API extern long long g_DevBaud;
+
+/* 1 ends a wait for a card with -1006, within 100 ms. */
+DESKREADER_API extern int g_IsCancelWait;
+
+/* Open, read the device's information unless iNoInfo is not 0, and close again. -1001 when the
+ * information could not be read. Provide 256 bytes for it; it is not terminated. */
+DESKREADER_API int RD_InitConnect(int iPort, int iBaud, int iBpPort, int iNoInfo, int iReserved,
+                                  char* szInfo, int* pnInfoLen);
+DESKREADER_API int RD_InitConnect_PID(int iVid, int iPid, int iReserved, char* szInfo,
+                                      int* pnInfoLen);
+
+/* Opens the reader, then brings it and a serial port to the configured "DevBaud". An open reader
+ * stays as it is. What becomes of the change of rate is not reported. */
+DESKREADER_API int RD_Open(int iPort, int iBaud, int iBpPort);
+DESKREADER_API int RD_Open_PID(int iVid, int iPid);
+
+/* Cancels what waits, turns the reader back to g_DevBaud, closes. Returns 0. */
+DESKREADER_API int RD_Close(void);
+
+/* Cancels what waits and forgets the connection, without a word to the reader and without closing
+ * the device. Returns 0. */
+DESKREADER_API int RD_DisConnect(void);
+
+/* Reads the device's information: provide 256 bytes; it is not terminated. With iNoInfo other than
+ * 0 returns 0 at once. */
+DESKREADER_API int RD_GetDevInfo(int iNoInfo, char* szInfo, int* pnInfoLen);
+
+/* Cancels the read in which another thread waits, and pauses 200 ms. Returns 0. */
+DESKREADER_API int RD_Cancel(void);
+
+/* Cancels the wait for a card in another thread. Returns 0 at once. */
+DESKREADER_API int RD_CancelWait(void);
+
+/* Cancels what waits, then resets the reader. */
+DESKREADER_API int RD_Reset(void);
+
+/* Selects a pass-through port. Returns 0. */
+DESKREADER_API int RD_SetBpPort(int iBpPort);
+
+/* Switches the reader's module: 0 normal, 1 IC, 2 identity cards. "IdChange" 1 does it by command
+ * (see Ovan_ChangeMode); any other value does nothing and returns 0. */
+DESKREADER_API int RD_ChangeMode(int iMode);
+
+/* Changes the host's serial rate and stores the old one, reopening an open port. Over USB HID
+ * *pnOldBaud is read for the log and not written. */
+DESKREADER_API int RD_ChangeBaud(int iBaud, long long* pnOldBaud);
+
+/* Tells a reader on a serial port to change its rate, if it differs from the port's. */
+DESKREADER_API int RD_SetDevBaud(int iBaud);
+
+/* Sounds the beeper (see IC_Beep). */
+DESKREADER_API int RD_Beep(int iDuration, int iParam1, int iParam2);
+
+/* Sets the contact slot (see IC_SetSlot). */
+DESKREADER_API void RD_SetSlot(int iSlot);
+
+/* The device's serial number as terminated text: provide 33 bytes. After a failure it is empty and
+ * the length 0. Returns IC_GetDevAllInfo's number, which is not mapped. */
+DESKREADER_API int RD_GetDevSn(char* szSn, int* pnSnLen);
+
+/* Writes the serial number, at most 32 characters. Returns IC_SetDevSn's number, which is not
+ * mapped. */
+DESKREADER_API int RD_SetDevSn(const char* szSn, int iSnLen);
 
 /* ==== API: error numbers ====================================================================== */
 
-/* ==== API: IC cards =========================================================================== */
+/* Logs a code other than 0 and returns its API number: -1 becomes -1014, -2 -1000, -16 -1002, -19
+ * -1003, -22 -1007, -62 -1004, -74 -1013, -125 -1006; all others stay. */
+DESKREADER_API int RD_GetErrorCode(int iErrorCode);
+
+/* The message text of an API number, Chinese in UTF-8 and terminated, and its length in bytes:
+ * provide 56 bytes, iBufferSize is not consulted. Returns 0. */
+DESKREADER_API int RD_GetErrInfo(int iErrorCode, int iBufferSize, char* szText, int* pnTextLen);
+
+/* The terminal number of an API number; -99 for those without one. */
+DESKREADER_API int Ovan_GetErrorCode(int iErrorCode);
+
+/* ==== API: IC cards ===========================================================================
+ *
+ * The slot is 0 for the contact card, 1 for the contactless one, any other value for whichever is
+ * there, contact first. */
+
+/* The kind of card that answered the last power-on: 0 contact, 1 contactless. */
+DESKREADER_API extern int g_IcType;
+
+/* Powers a card and gives its answer to reset as hexadecimal text, at most iAtrBufSize characters
+ * and unterminated (provide 512), and its kind. Without a card tries again about every second, for
+ * iTimeout seconds or, with 0, without end. Returns 0; -1007 for a negative limit; -1006 when
+ * cancelled (outputs untouched); -4005 or -4000 when the time is over; with iTimeout 0 -4001 for
+ * any other failure, else its number. After a failure the text is empty and *pnAtrLen 0. */
+DESKREADER_API int RD_IcPowerOn(int iSlot, int iAtrBufSize, char* szAtr, int* pnAtrLen,
+                                int* pnIcType, int iTimeout);
+
+/* Powers the card off; with an automatic slot the kind that was powered on. */
+DESKREADER_API int RD_IcPowerOff(int iSlot);
+
+/* One command, as 2 to 1024 upper-case hexadecimal digits, and its response, unterminated: provide
+ * 2048 characters. The whole of szApdu must be such digits, also behind iApduLen. With an automatic
+ * slot the kind powered on last is tried first, then the other. Returns 0; -1007 for a bad text;
+ * the exchange's number. Without a response *pnResponseLen is -22. */
+DESKREADER_API int RD_IcAPDU(int iSlot, const char* szApdu, int iApduLen, int iReserved,
+                             char* szResponse, int* pnResponseLen);
+
+/* Asks for a card (see IC_CardDetect). Returns IC_CardDetect's number, which is not mapped. */
+DESKREADER_API int RD_CardDetect(int* pnStatus);
+
+/* 1 if every character is an upper-case hexadecimal digit (an empty text is), else 0. */
+DESKREADER_API int IsHexDataValue(const char* szText);
 
 #ifdef __cplusplus
 }

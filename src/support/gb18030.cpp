@@ -1,0 +1,121 @@
+// UCS-2 (two bytes a character, low byte first) to GB18030, by binary search in the standard's
+// tables.
+#include <deskreader.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <iterator>
+#include <span>
+
+namespace {
+
+constexpr int max_source = 510;
+constexpr int output_limit = 1024;
+constexpr unsigned char unmapped = 0xFF;
+
+// The row with the searched UCS-2 value, null if there is none.
+template <class Row>
+const Row* search(std::span<const Row> table, unsigned short ucs2) {
+    int low = 0;
+    int high = static_cast<int>(table.size()) - 1;
+    while (low <= high) {
+        const int middle = high - low == 1 ? high : (low + high) / 2;
+        const Row& row = table[static_cast<std::size_t>(middle)];
+        if (row.nUcs2 == ucs2) return &row;
+        if (ucs2 < row.nUcs2) {
+            high = middle - 1;
+        } else {
+            low = middle + 1;
+        }
+    }
+    return nullptr;
+}
+
+unsigned four_byte_code(const GB18030_4BYTE& row) {
+    return static_cast<unsigned>(row.nHigh) << 16 | row.nLow;
+}
+
+// Writes the `count` low bytes of a code, the most significant first.
+int write_code(unsigned char* out, unsigned code, int count) {
+    for (int i = 0; i < count; ++i)
+        out[i] = static_cast<unsigned char>(code >> (8 * (count - 1 - i)));
+    return count;
+}
+
+unsigned short unit_at(const unsigned char* text, int unit) {
+    return static_cast<unsigned short>(text[2 * unit] | text[2 * unit + 1] << 8);
+}
+
+}  // namespace
+
+int mmi_chset_ucs2_gb18030_2byte_size(void) {
+    return static_cast<int>(std::size(g_chset_ucs2_to_gb18030_2_byte_tbl));
+}
+
+int mmi_chset_ucs2_gb18030_4byte_size(void) {
+    return static_cast<int>(std::size(g_chset_ucs2_to_gb18030_4_byte_tbl));
+}
+
+int mmi_chset_ucs2_gb18030_4byte_size_add(void) {
+    return static_cast<int>(std::size(g_chset_ucs2_to_gb18030_4_byte_tbl_add));
+}
+
+int mmi_chset_ucs2_to_gb18030_2_byte_search(unsigned short ucs2, unsigned short* code) {
+    const auto* row = search<GB18030_2BYTE>(g_chset_ucs2_to_gb18030_2_byte_tbl, ucs2);
+    if (row == nullptr) return 0;
+    *code = row->nCode;
+    return 1;
+}
+
+int mmi_chset_ucs2_to_gb18030_4_byte_search(unsigned short ucs2, unsigned int* code) {
+    const auto* row = search<GB18030_4BYTE>(g_chset_ucs2_to_gb18030_4_byte_tbl, ucs2);
+    if (row == nullptr) return 0;
+    *code = four_byte_code(*row);
+    return 1;
+}
+
+int mmi_chset_ucs2_to_gb18030_4_byte_search_add(unsigned short ucs2, unsigned int* code) {
+    const GB18030_4BYTE& row = g_chset_ucs2_to_gb18030_4_byte_tbl_add[0];
+    if (row.nUcs2 != ucs2) return 0;
+    *code = four_byte_code(row);
+    return 1;
+}
+
+int mmi_chset_ucs2_to_gb18030(unsigned char* out, unsigned short ucs2) {
+    if (ucs2 < 0x80) return write_code(out, ucs2, 1);
+    unsigned short two = 0;
+    if (mmi_chset_ucs2_to_gb18030_2_byte_search(ucs2, &two) != 0) return write_code(out, two, 2);
+    unsigned four = 0;
+    if (mmi_chset_ucs2_to_gb18030_4_byte_search(ucs2, &four) != 0 ||
+        mmi_chset_ucs2_to_gb18030_4_byte_search_add(ucs2, &four) != 0) {
+        return write_code(out, four, 4);
+    }
+    return write_code(out, unmapped, 1);
+}
+
+int mmi_chset_ucs2_to_gb18030_str(unsigned char* out, const unsigned char* source, int limit) {
+    int length = 0;
+    for (int unit = 0; unit_at(source, unit) != 0; ++unit) {
+        // kept: only a unit whose low byte is 0 is held against the limit.
+        if (source[2 * unit] == 0 && length + 2 >= limit) break;
+        length += mmi_chset_ucs2_to_gb18030(out + length, unit_at(source, unit));
+    }
+    out[length] = 0;
+    out[length + 1] = 0;
+    return length + 2;
+}
+
+int app_ucs2_strlen(const unsigned char* text) {
+    int length = 0;
+    if (text == nullptr) return 0;
+    while (unit_at(text, length) != 0)
+        ++length;
+    return length;
+}
+
+int GStrUnicode2GB18030(const unsigned char* source, unsigned char* out, int length) {
+    std::array<unsigned char, 512> work{};
+    std::memcpy(work.data(), source, static_cast<std::size_t>(std::clamp(length, 0, max_source)));
+    return mmi_chset_ucs2_to_gb18030_str(out, work.data(), output_limit);
+}
