@@ -1,0 +1,23 @@
+// The IC frame: a command with length and check byte as hexadecimal text. VexoIc_SendCmd is
+// declared in deskreader.h; here stand its parts, each a function of bytes.
+#pragma once
+
+#include "protocol/exchange.h"
+
+namespace deskreader::ic_frame {
+
+using protocol::Buffer;
+using protocol::Bytes;
+
+// Writes the frame of a command. Returns its length, -22 if it does not fit.
+int build(Bytes command, Buffer frame) noexcept;
+
+// Copies the frame out of what was received: from the first "60" through the first 03 after it.
+// Returns its length; 0, and `out` as it was, without a "60".
+int trim(Bytes received, Buffer out) noexcept;
+
+// Takes the reply out of a trimmed frame. Returns its length; -74 for what is no frame, -22 for a
+// reply that does not fit.
+int parse(Bytes frame, Buffer reply) noexcept;
+
+}  // namespace deskreader::ic_frame
