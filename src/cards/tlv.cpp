@@ -1,0 +1,110 @@
+#include "cards/tlv.h"
+
+#include <deskreader.h>
+
+#include <cstring>
+
+#include "status.h"
+
+namespace deskreader::tlv {
+namespace {
+
+constexpr std::uint8_t one_byte_length = 0x81;
+constexpr std::uint8_t two_byte_length = 0x82;
+
+}  // namespace
+
+std::optional<Object> Walker::next() noexcept {
+    const Bytes rest = data_.subspan(position_);
+    if (rest.empty()) return std::nullopt;
+    const std::size_t tag_size = is_two_byte_tag(rest[0]) ? 2 : 1;
+    if (rest.size() <= tag_size) return end();
+    const bool constructed = is_constructed(rest[0]);
+    const std::uint8_t first = rest[tag_size];
+    if (constructed && first == two_byte_length && long_template_ == LongTemplate::ends_walk)
+        return end();
+
+    const std::size_t more = first == two_byte_length ? 2 : first == one_byte_length ? 1 : 0;
+    const std::size_t header = tag_size + 1 + more;
+    if (rest.size() < header) return end();
+    std::size_t length = more == 0 ? first : 0;
+    for (const std::uint8_t byte : rest.subspan(tag_size + 1, more))
+        length = length << 8 | byte;
+    if (constructed) length = 0;
+    if (rest.size() - header < length) return end();
+
+    const Object object{rest.first(tag_size), position_ + header, length};
+    position_ = object.offset + object.length;
+    return object;
+}
+
+std::optional<Object> find(Bytes data, Bytes tag) noexcept {
+    Walker walker(data, LongTemplate::ends_walk);
+    while (const auto object = walker.next()) {
+        if (equal(object->tag, tag)) return object;
+    }
+    return std::nullopt;
+}
+
+std::optional<Bytes> find_value(Bytes data, Bytes tag) noexcept {
+    const auto object = find(data, tag);
+    if (!object) return std::nullopt;
+    return data.subspan(object->offset, object->length);
+}
+
+ListEntry first_entry(Bytes list) noexcept {
+    const auto byte = [list](std::size_t at) {
+        return at < list.size() ? list[at] : std::uint8_t{0};
+    };
+    ListEntry entry{{byte(0), byte(1)}, is_two_byte_tag(byte(0)) ? 2u : 1u, 0};
+    const std::uint8_t length = byte(entry.tag_size);
+    entry.header = entry.tag_size + (length == two_byte_length   ? 3
+                                     : length == one_byte_length ? 2
+                                                                 : 1);
+    return entry;
+}
+
+}  // namespace deskreader::tlv
+
+using namespace deskreader;
+
+namespace {
+
+tlv::Bytes bytes(const unsigned char* data, int length) noexcept {
+    return {data, static_cast<std::size_t>(length < 0 ? 0 : length)};
+}
+
+}  // namespace
+
+int PBOC_GetTagValue(const unsigned char* tag, int tag_length, const unsigned char* data,
+                     int data_length, unsigned char* value, int* value_length) {
+    std::memset(value, 0, 8);  // kept: whatever the value's length
+    *value_length = 0;
+    const auto object = tlv::find(bytes(data, data_length), bytes(tag, tag_length));
+    if (!object) return status::failed;
+    std::memcpy(value, data + object->offset, object->length);
+    *value_length = static_cast<int>(object->length);
+    return static_cast<int>(object->offset);
+}
+
+int PBOC_SetTagValue(const unsigned char* tag, int tag_length, unsigned char* data, int data_length,
+                     const unsigned char* value, int length) {
+    const tlv::Bytes wanted = bytes(tag, tag_length);
+    tlv::Walker walker(bytes(data, data_length), tlv::LongTemplate::is_entered);
+    while (const auto object = walker.next()) {
+        if (!tlv::equal(object->tag, wanted) || static_cast<int>(object->length) != length)
+            continue;
+        std::memcpy(data + object->offset, value, object->length);
+        return status::ok;
+    }
+    return status::failed;
+}
+
+int PBOC_GetTagInDOL(const unsigned char* entry, int remaining, unsigned char* tag, int* tag_length,
+                     int* header_length) {
+    const tlv::ListEntry first = tlv::first_entry(bytes(entry, remaining));
+    std::memcpy(tag, first.tag, first.tag_size);
+    *tag_length = static_cast<int>(first.tag_size);
+    *header_length = static_cast<int>(first.header);
+    return status::ok;
+}
