@@ -1,0 +1,28 @@
+// What the reader knows of any IC card in it.
+#pragma once
+
+#include <string>
+
+#include "bytes.h"
+
+namespace virtual_reader {
+
+class Card {
+  public:
+    virtual ~Card() = default;
+
+    virtual const std::string& name() const = 0;
+    virtual bool contactless() const = 0;
+
+    // Powers the card, anew if it was powered. Its answer to reset, or what a contactless card
+    // answers to its activation.
+    virtual Bytes power_on() = 0;
+
+    // What was selected or authenticated is forgotten.
+    virtual void power_off() = 0;
+
+    // One command, and the response with its status word. Only called while powered.
+    virtual Bytes transmit(View command) = 0;
+};
+
+}  // namespace virtual_reader

@@ -1,0 +1,25 @@
+// What a person does at the desk, as lines of text.
+//
+//   insert NAME [slot N]   puts a card into the reader, or into the field if it is contactless
+//   remove NAME            takes it out
+//   status                 cards and counters
+//   help                   this list
+//   quit                   ends the program
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "reader.h"
+
+namespace virtual_reader {
+
+struct ControlAnswer {
+    std::string text;  // lines for the person, each with its end
+    bool quit = false;
+};
+
+// Does what a line says. A line that makes no sense is answered with what would.
+ControlAnswer control(Reader& reader, std::string_view line);
+
+}  // namespace virtual_reader

@@ -1,0 +1,72 @@
+// The IC module: contact slots and the contactless field, and the cards in them.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "cards/card.h"
+
+namespace virtual_reader {
+
+// Where a card is, or could be: a contact slot, or the field.
+struct Place {
+    bool field = false;
+    int slot = 0;  // of a contact card
+
+    friend auto operator<=>(const Place&, const Place&) = default;
+};
+
+enum class Outcome {
+    done,
+    no_card,
+    not_powered,
+    refused,
+};
+
+struct Result {
+    Outcome outcome;
+    Bytes data;
+};
+
+class IcModule {
+  public:
+    // A card in the drawer, not yet in the reader.
+    void add(std::unique_ptr<Card> card);
+
+    // Puts a card from the drawer into its field or a slot; another one there goes back. Throws
+    // std::invalid_argument for an unknown name.
+    void insert(std::string_view name, int slot = 0);
+
+    // Takes a card out, or all of them. Throws std::invalid_argument for a card that is not in.
+    void remove(std::string_view name);
+    void remove_all();
+
+    Result power_on(Place place);
+    Result power_off(Place place);
+    Result transmit(Place place, View command);
+
+    const Card* card_at(Place place) const;
+    bool is_powered(Place place) const;
+    bool any_contact_card(bool powered) const;
+
+    // "name: slot 0, powered" for every card, one a line.
+    std::string describe() const;
+
+  private:
+    struct Inserted {
+        Card* card;
+        bool powered;
+    };
+
+    Card& find(std::string_view name) const;
+    Inserted* at(Place place);
+
+    std::vector<std::unique_ptr<Card>> drawer_;
+    std::map<Place, Inserted> inserted_;
+};
+
+}  // namespace virtual_reader

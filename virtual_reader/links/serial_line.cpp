@@ -1,0 +1,89 @@
+#include "links/serial_line.h"
+
+#include <array>
+#include <cerrno>
+#include <system_error>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <stdlib.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace virtual_reader {
+namespace {
+
+int rate_of(speed_t speed) {
+    switch (speed) {
+        case B1200:
+            return 1200;
+        case B2400:
+            return 2400;
+        case B4800:
+            return 4800;
+        case B9600:
+            return 9600;
+        case B19200:
+            return 19200;
+        case B38400:
+            return 38400;
+        case B57600:
+            return 57600;
+        case B115200:
+            return 115200;
+        default:
+            return 0;
+    }
+}
+
+}  // namespace
+
+SerialLine::SerialLine() : master_(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
+    std::array<char, 128> name{};
+    if (master_ < 0 || grantpt(master_) != 0 || unlockpt(master_) != 0 ||
+        ptsname_r(master_, name.data(), name.size()) != 0) {
+        throw std::system_error(errno, std::generic_category(), "pseudo-terminal");
+    }
+    device_ = name.data();
+}
+
+SerialLine::~SerialLine() {
+    close(master_);
+}
+
+bool SerialLine::serve(Reader& reader) {
+    pollfd line{master_, POLLIN, 0};
+    if (poll(&line, 1, 0) < 0) return true;
+    if ((line.revents & POLLIN) == 0) return (line.revents & POLLHUP) == 0;
+    std::array<std::uint8_t, 4096> bytes;
+    const ssize_t count = read(master_, bytes.data(), bytes.size());
+    if (count <= 0) return false;
+    const View received = View(bytes).first(static_cast<std::size_t>(count));
+    if (host_rate() != reader.baud()) {
+        misread_ += received.size();
+        return true;
+    }
+    write_all(reader.receive_serial(received));
+    return true;
+}
+
+// The rate that the host has set. A host that closes puts the terminal's own settings back, perhaps
+// before its last bytes are read here: those came at the rate it had.
+int SerialLine::host_rate() {
+    termios settings{};
+    if (tcgetattr(master_, &settings) != 0) return last_rate_;
+    const bool opened_as_port = (settings.c_lflag & ICANON) == 0;
+    if (opened_as_port) last_rate_ = rate_of(cfgetospeed(&settings));
+    return last_rate_;
+}
+
+void SerialLine::write_all(View bytes) const {
+    while (!bytes.empty()) {
+        const ssize_t count = write(master_, bytes.data(), bytes.size());
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) return;
+        bytes = bytes.subspan(static_cast<std::size_t>(count));
+    }
+}
+
+}  // namespace virtual_reader

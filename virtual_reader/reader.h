@@ -1,0 +1,76 @@
+// The whole device: what it is told over a line, what it answers. It knows nothing of time and is
+// used by one thread at a time; links drive it.
+#pragma once
+
+#include <string>
+
+#include "ic_module.h"
+#include "wire/request_stream.h"
+
+namespace virtual_reader {
+
+struct ReaderSettings {
+    std::string information = "DESK READER VIRTUAL 1.0";
+    std::string serial_number = "DR2026000001";  // at most 32 characters
+    int baud = 9600;
+    // The two-byte answer to a mode command comes over USB always; a serial host seldom waits for
+    // it and would find it before its next reply.
+    bool answer_mode_on_serial = false;
+};
+
+// What has happened to the device.
+struct ReaderCounts {
+    int requests = 0;
+    int beeps = 0;
+    int resets = 0;
+    int device_resets = 0;
+    int misaddressed = 0;  // requests under a mode id of another module
+    int unknown = 0;       // commands that the device does not know
+};
+
+class Reader {
+  public:
+    explicit Reader(ReaderSettings settings = {})
+        : settings_(std::move(settings)), baud_(settings_.baud) {}
+
+    IcModule& ic() { return ic_; }
+    const IcModule& ic() const { return ic_; }
+
+    // Bytes that came over a serial line, and what the device answers at once.
+    Bytes receive_serial(View bytes);
+
+    // Payload that came in USB reports under a mode id: 1 takes escape commands, 2 frames, 0 both.
+    Bytes receive_usb(std::uint8_t mode_id, View payload);
+
+    // The serial rate at which it listens; a baud command changes it once its answer is out.
+    int baud() const { return baud_; }
+
+    const ReaderCounts& counts() const { return counts_; }
+    const RequestStream& stream() const { return stream_; }
+    const std::string& serial_number() const { return settings_.serial_number; }
+    char pass_through_port() const { return pass_through_port_; }  // 'A' for none
+    char mode() const { return mode_; }                            // 'B', 'I' or 'S'
+
+  private:
+    enum class Line { serial, usb };
+
+    Bytes receive(Line line, std::uint8_t mode_id, View bytes);
+    Bytes answer(const Request& request, Line line);
+    Bytes answer_escape(View body, Line line);
+    Bytes answer_ic(View body);
+    Bytes answer_union(View body);
+
+    void set_baud(std::uint8_t code);
+    Bytes all_information() const;
+    Bytes card_states() const;
+
+    ReaderSettings settings_;
+    int baud_;
+    ReaderCounts counts_;
+    RequestStream stream_;
+    IcModule ic_;
+    char pass_through_port_ = 'A';
+    char mode_ = 'B';
+};
+
+}  // namespace virtual_reader
