@@ -1,0 +1,119 @@
+#include "errors.h"
+
+#include <deskreader.h>
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+
+#include <iconv.h>
+#include <langinfo.h>
+
+namespace desk_tool {
+namespace {
+
+struct Name {
+    int number;
+    const char* name;
+};
+
+constexpr Name names[] = {
+    {-1000, "port cannot be opened"},
+    {-1001, "reader does not answer"},
+    {-1002, "reader is in use"},
+    {-1003, "reader not connected"},
+    {-1004, "no answer in time"},
+    {-1005, "nothing sent in time"},
+    {-1006, "cancelled"},
+    {-1007, "invalid parameter"},
+    {-1008, "not supported"},
+    {-1009, "library not loaded"},
+    {-1010, "library call failed"},
+    {-1011, "module not switched"},
+    {-1012, "invalid initial parameter"},
+    {-1013, "malformed answer"},
+    {-1014, "communication failed"},
+    {-4000, "power-on failed"},
+    {-4001, "power-on timed out"},
+    {-4002, "power-off failed"},
+    {-4003, "invalid APDU"},
+    {-4004, "card not powered"},
+    {-4005, "card absent"},
+    {-4006, "APDU failed"},
+};
+
+// Closes a conversion with its scope.
+class Converter {
+  public:
+    explicit Converter(const char* to) : handle_(iconv_open(to, "UTF-8")) {}
+    ~Converter() {
+        if (usable()) iconv_close(handle_);
+    }
+    Converter(const Converter&) = delete;
+    Converter& operator=(const Converter&) = delete;
+
+    bool usable() const { return handle_ != reinterpret_cast<iconv_t>(-1); }
+
+    // One character's bytes, empty if the encoding lacks it.
+    std::string convert(std::string character) {
+        std::array<char, 16> out{};
+        char* from = character.data();
+        std::size_t from_left = character.size();
+        char* to = out.data();
+        std::size_t to_left = out.size();
+        if (iconv(handle_, &from, &from_left, &to, &to_left) == static_cast<std::size_t>(-1)) {
+            iconv(handle_, nullptr, nullptr, nullptr, nullptr);
+            return {};
+        }
+        return {out.data(), out.size() - to_left};
+    }
+
+  private:
+    iconv_t handle_;
+};
+
+bool continues_character(char byte) {
+    return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
+}
+
+}  // namespace
+
+ReaderError::ReaderError(std::string call, int number)
+    : std::runtime_error(call + ": " + std::to_string(number)),
+      call_(std::move(call)),
+      number_(number) {}
+
+std::string name_of(int number) {
+    const auto* row = std::ranges::find(names, number, &Name::number);
+    return row == std::end(names) ? "error" : row->name;
+}
+
+std::string message_of(int number) {
+    std::array<char, 64> text{};
+    int length = 0;
+    RD_GetErrInfo(number, text.size(), text.data(), &length);
+    return {text.data(), static_cast<std::size_t>(length)};
+}
+
+std::string to_terminal(const std::string& utf8) {
+    Converter converter(nl_langinfo(CODESET));
+    if (!converter.usable()) return utf8;
+    std::string text;
+    for (std::size_t at = 0; at < utf8.size();) {
+        std::size_t end = at + 1;
+        while (end < utf8.size() && continues_character(utf8[end]))
+            ++end;
+        const std::string converted = converter.convert(utf8.substr(at, end - at));
+        text += converted.empty() ? "?" : converted;
+        at = end;
+    }
+    return text;
+}
+
+void check(const char* call, int result) {
+    if (result == 0) return;
+    const bool internal = result > -1000;
+    throw ReaderError(call, internal ? RD_GetErrorCode(result) : result);
+}
+
+}  // namespace desk_tool

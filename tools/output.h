@@ -1,0 +1,40 @@
+// What a command has to say: aligned lines for people, or one JSON object for programs.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include <cJSON.h>
+
+#include "errors.h"
+
+namespace desk_tool {
+
+class Output {
+  public:
+    explicit Output(bool json) : json_(json), root_(cJSON_CreateObject(), cJSON_Delete) {}
+
+    bool json() const { return json_; }
+
+    // One field: "label   value" at once, or "key": "value" in the object.
+    void field(const char* key, const char* label, const std::string& value);
+    void field(const char* key, const char* label, int value);
+
+    // One row of a list under a key. The row's object is for programs, the line for people.
+    void row(const char* key, cJSON* object, const std::string& line);
+
+    // A line for people alone.
+    void line(const std::string& text);
+
+    void failure(const ReaderError& error);
+    void failure(const std::string& text);
+
+    // Prints the JSON object, if that is what is wanted.
+    void finish();
+
+  private:
+    bool json_;
+    std::unique_ptr<cJSON, decltype(&cJSON_Delete)> root_;
+};
+
+}  // namespace desk_tool

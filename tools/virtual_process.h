@@ -1,0 +1,29 @@
+// The virtual reader as a child process of the tool, for as long as this object lives.
+#pragma once
+
+#include <string>
+
+#include <sys/types.h>
+
+namespace desk_tool {
+
+class VirtualProcess {
+  public:
+    // Starts virtual-reader with a deck, or with its built-in one. Throws ToolError with the
+    // program's own words when it does not come up.
+    explicit VirtualProcess(const std::string& deck);
+    ~VirtualProcess();
+    VirtualProcess(const VirtualProcess&) = delete;
+    VirtualProcess& operator=(const VirtualProcess&) = delete;
+
+    // The serial device that it serves.
+    const std::string& device() const { return device_; }
+
+  private:
+    pid_t child_ = -1;
+    int input_ = -1;  // its standard input: closing it ends the program
+    int output_ = -1;
+    std::string device_;
+};
+
+}  // namespace desk_tool
