@@ -73,8 +73,9 @@ struct FreeCell {
     void operator()(int* cell) const noexcept { std::free(cell); }
 };
 
+// -1, which no call takes, for a port that was never opened.
 int descriptor_of(void* handle) noexcept {
-    return *static_cast<int*>(handle);
+    return handle == nullptr ? -1 : *static_cast<int*>(handle);
 }
 
 int receive_slice(void* handle, std::span<unsigned char> room) {
