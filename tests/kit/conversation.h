@@ -24,6 +24,8 @@ namespace kit {
 
 enum class Link { hid, serial };
 
+void PrintTo(Link link, std::ostream* stream);  // for GoogleTest
+
 // For INSTANTIATE_TEST_SUITE_P(Links, X, testing::Values(Link::hid, Link::serial), link_name).
 std::string link_name(const testing::TestParamInfo<Link>& info);
 
