@@ -182,7 +182,7 @@ int run_for_data(const CommandRow& row, DEVCONTEXT* device, Bytes arguments, int
                  std::size_t room, unsigned char* out, int* out_length) noexcept {
     Reply reply;
     const int result = cards::run(row, device, arguments, timeout_ms, reply);
-    if (result != status::ok) return result;
+    if (result != status::ok || !reply.has_status()) return result;
     if (reply.data().size() > room) return status::bad_message;
     std::ranges::copy(reply.data(), out);
     *out_length = static_cast<int>(reply.data().size());
@@ -262,7 +262,7 @@ int IC_RFAPDU(DEVCONTEXT* device, const unsigned char* command, int length, unsi
 int IC_GetDevInfo(DEVCONTEXT* device, unsigned char* info, int* info_length, int timeout_ms) {
     Reply reply;
     const int result = cards::run(dev_info, device, {}, timeout_ms, reply);
-    if (result != status::ok) return result;
+    if (result != status::ok || !reply.has_status()) return result;
     if (is_long_information(reply)) {
         copy_long_information(reply, info, info_length);
     } else {

@@ -67,6 +67,10 @@ struct Reply {
     std::array<std::uint8_t, long_reply> bytes;
     std::size_t length = 0;  // status included
 
+    // False for a reply of the IC frame without even a status, which passes for done but brings
+    // nothing.
+    bool has_status() const noexcept { return frame == frame_union || length > 0; }
+
     std::size_t status_size() const noexcept { return frame == frame_ic ? 1 : 2; }
 
     // What follows the status.

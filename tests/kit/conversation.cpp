@@ -12,7 +12,9 @@
 
 namespace kit {
 
-void PrintTo(Link link, std::ostream* stream) { *stream << (link == Link::hid ? "HID" : "serial"); }
+void PrintTo(Link link, std::ostream* stream) {
+    *stream << (link == Link::hid ? "HID" : "serial");
+}
 
 std::string link_name(const testing::TestParamInfo<Link>& info) {
     return info.param == Link::hid ? "Hid" : "Serial";
