@@ -13,7 +13,7 @@ constexpr std::size_t max_device_name = 63;
 
 // A serial device by its name, with or without the directory.
 std::string device_path(const std::string& name) {
-    const std::string path = name.find('/') == std::string::npos ? "/dev/" + name : name;
+    std::string path = name.find('/') == std::string::npos ? "/dev/" + name : name;
     if (path.size() > max_device_name)
         throw ToolError("the device name is longer than 63 characters: " + path);
     return path;

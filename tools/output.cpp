@@ -29,7 +29,7 @@ void Output::row(const char* key, cJSON* object, const std::string& text) {
     line(text);
 }
 
-void Output::line(const std::string& text) {
+void Output::line(const std::string& text) const {
     if (json_) return;
     fmt::print("{}\n", text);
     std::fflush(stdout);

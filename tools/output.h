@@ -24,7 +24,7 @@ class Output {
     void row(const char* key, cJSON* object, const std::string& line);
 
     // A line for people alone.
-    void line(const std::string& text);
+    void line(const std::string& text) const;
 
     void failure(const ReaderError& error);
     void failure(const std::string& text);

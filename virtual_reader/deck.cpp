@@ -33,8 +33,10 @@ class Node {
                 known.end())
                 continue;
             std::string names;
-            for (const char* one : known)
-                names += names.empty() ? one : std::string(", ") + one;
+            for (const char* one : known) {
+                if (!names.empty()) names += ", ";
+                names += one;
+            }
             throw DeckError(source_ + ": " + path_ + "/" + key + ": unknown key, expected one of " +
                             names);
         }
@@ -43,6 +45,7 @@ class Node {
     bool has(const char* key) const { return json_.contains(key); }
 
     Node at(const char* key) const {
+        if (!json_.is_object()) fail("an object");
         if (!has(key))
             throw DeckError(source_ + ": " + (path_.empty() ? "/" : path_) + ": expected a key " +
                             key);
@@ -186,7 +189,6 @@ constexpr CardType card_types[] = {
 };
 
 std::unique_ptr<Card> read_card(const Node& node) {
-    if (!node.has("type")) node.allow({});
     const std::string type = node.at("type").text();
     const auto* known = std::ranges::find(
         card_types, type, [](const CardType& one) { return std::string(one.name); });

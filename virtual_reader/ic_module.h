@@ -17,7 +17,10 @@ struct Place {
     bool field = false;
     int slot = 0;  // of a contact card
 
-    friend auto operator<=>(const Place&, const Place&) = default;
+    friend bool operator==(const Place&, const Place&) = default;
+    friend bool operator<(const Place& left, const Place& right) {
+        return left.field != right.field ? right.field : left.slot < right.slot;
+    }
 };
 
 enum class Outcome {

@@ -17,8 +17,6 @@ struct Adapter {
     COMM_OPS ops;
 };
 
-constexpr char end_mark[] = "END";
-
 const Adapter adapters[] = {
     {"hid", {HID_open, HID_read, HID_write, HID_close}},
     {"com", {COM_open, COM_read, COM_write, COM_close}},

@@ -51,12 +51,13 @@ int copy_reply(Bytes bytes, Buffer reply) noexcept {
 // kept: a 00 stands before the bytes of a long reply and the length does not count it, so the last
 // byte falls out of the count.
 int copy_long_reply(Bytes decoded, Buffer reply) noexcept {
-    const auto length = static_cast<std::size_t>(long_reply + (decoded[2] - long_reply_base));
+    const int counted = long_reply + (decoded[2] - long_reply_base);
+    const auto length = static_cast<std::size_t>(counted);
     if (reply.size() < length) return status::invalid_argument;
     reply[0] = 0x00;
     std::ranges::copy(decoded.subspan(overhead, std::min(length, reply.size() - 1)),
                       reply.begin() + 1);
-    return static_cast<int>(length);
+    return counted;
 }
 
 }  // namespace

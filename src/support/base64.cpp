@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdlib>
+#include <iterator>
 #include <string_view>
 
 namespace {
@@ -77,8 +78,7 @@ unsigned char* base64_decode(const char* text, int length, int* out_length) {
         const unsigned bytes[] = {place[0] << 2 | place[1] >> 4, place[1] << 4 | place[2] >> 2,
                                   place[2] << 6 | place[3]};
         // kept: a last group of 3 or 2 characters gives 3 or 2 bytes, the final one too many and 0.
-        const std::size_t count = group.size() < 3 ? group.size() : 3;
-        for (std::size_t i = 0; i < count; ++i)
+        for (std::size_t i = 0; i < std::size(bytes) && i < group.size(); ++i)
             *next++ = static_cast<unsigned char>(bytes[i]);
     }
     *next = 0;

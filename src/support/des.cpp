@@ -102,8 +102,8 @@ constexpr Inverse inverse_of(const std::uint8_t (&table)[64]) noexcept {
     return inverse;
 }
 
-constexpr BytePermutation initial = by_bytes(initial_permutation);
-constexpr BytePermutation final_ = by_bytes(inverse_of(initial_permutation).table);
+constexpr BytePermutation opening = by_bytes(initial_permutation);
+constexpr BytePermutation closing = by_bytes(inverse_of(initial_permutation).table);
 
 std::uint64_t permute(std::uint64_t block, const BytePermutation& rows) noexcept {
     std::uint64_t result = 0;
@@ -190,7 +190,7 @@ RoundKeys expand(const std::uint8_t* key) noexcept {
 }
 
 std::uint64_t crypt(std::uint64_t block, const RoundKeys& keys, Direction direction) noexcept {
-    block = permute(block, initial);
+    block = permute(block, opening);
     auto left = static_cast<std::uint32_t>(block >> 32);
     auto right = static_cast<std::uint32_t>(block);
     for (unsigned round = 0; round < 16; ++round) {
@@ -200,7 +200,7 @@ std::uint64_t crypt(std::uint64_t block, const RoundKeys& keys, Direction direct
         left = right;
         right = next;
     }
-    return permute(std::uint64_t{right} << 32 | left, final_);
+    return permute(std::uint64_t{right} << 32 | left, closing);
 }
 
 namespace {

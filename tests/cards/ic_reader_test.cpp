@@ -218,8 +218,7 @@ TEST_P(IcReader, ShortUnionRepliesCountAsSuccessWithNothing) {
     }
 }
 
-// The statuses of the reader and what they become. `data` and `length` stand for themselves.
-constexpr int data = 0;
+// The statuses of the reader and what they become.
 constexpr int length = 1;  // the reply has one byte, or three
 
 struct StatusRow {

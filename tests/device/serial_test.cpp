@@ -338,7 +338,8 @@ TEST(SerialLoss, ALineThatIsGoneIsSilentAndCannotBeWrittenTo) {
     void* handle = GOpenCom(3, 9600);
     line.reset();
     unsigned char buffer[16];
-    EXPECT_EQ(COM_read(handle, buffer, sizeof buffer, 50, never), -62) << "a hung-up terminal reads as empty";
+    EXPECT_EQ(COM_read(handle, buffer, sizeof buffer, 50, never), -62)
+        << "a hung-up terminal reads as empty";
     EXPECT_EQ(COM_write(handle, buffer, 1, 0), -1);
     EXPECT_EQ(GCloseCom(handle), -99) << "the settings cannot be put back";
 }

@@ -82,8 +82,8 @@ TEST_F(Log, LevelIsStoredWhateverItIs) {
 TEST_F(Log, NullFormatIsRefused) {
     const LogFile log;
     const char* none = nullptr;
-    EXPECT_EQ(GLogI(none), -22);
-    EXPECT_EQ(GLogE(none), -22);
+    EXPECT_EQ(GLogI(none, 0), -22);
+    EXPECT_EQ(GLogE(none, 0), -22);
     EXPECT_FALSE(std::filesystem::exists(log.path()));
 }
 

@@ -117,8 +117,7 @@ Bytes IsoCard::select(const Command& command) {
         information = select_by_name(command.data);
     } else if (command.p1 == 0x00 || command.p1 == 0x02) {
         if (!command.data.empty() && command.data.size() != 2) return status_only(sw_wrong_length);
-        const unsigned id =
-            command.data.empty() ? 0x3F00u : command.data[0] << 8u | command.data[1];
+        const int id = command.data.empty() ? 0x3F00 : command.data[0] << 8 | command.data[1];
         information = select_by_id(static_cast<std::uint16_t>(id), command.p1 == 0x00);
     } else {
         return status_only(sw_wrong_parameters);
@@ -218,7 +217,7 @@ Bytes IsoCard::get_response(const Command& command) {
 
 // The data that a read brought, as much as Le asks for. By procedure bytes Le must be right when it
 // asks for more than there is.
-Bytes IsoCard::respond(Bytes data, const Command& command) {
+Bytes IsoCard::respond(Bytes data, const Command& command) const {
     if (*command.le > data.size() && settings_.by_procedure_bytes && data.size() < 256) {
         return status_only(static_cast<std::uint16_t>(0x6C00 | data.size()));
     }

@@ -40,7 +40,7 @@ class IsoCard final : public Card {
     Bytes get_response(const Command& command);
 
     const ElementaryFile* find_file(std::uint8_t sfi) const;
-    Bytes respond(Bytes data, const Command& command);
+    Bytes respond(Bytes data, const Command& command) const;
 
     IsoCardSettings settings_;
     std::mt19937 random_;

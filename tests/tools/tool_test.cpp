@@ -1,0 +1,266 @@
+// The tool and the virtual reader as a person or a script runs them.
+#include <array>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+
+#include <cJSON.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+using namespace std::chrono_literals;
+
+struct Finished {
+    int status = -1;  // exit status, or 128 and the signal
+    std::string output;
+    std::string errors;
+};
+
+std::string read_all(int file) {
+    std::string text;
+    std::array<char, 1024> bytes;
+    for (ssize_t count; (count = read(file, bytes.data(), bytes.size())) > 0;)
+        text.append(bytes.data(), static_cast<std::size_t>(count));
+    close(file);
+    return text;
+}
+
+// A program under way. Its environment has the locale C.UTF-8 unless told otherwise.
+class Process {
+  public:
+    Process(const char* program, std::vector<std::string> arguments,
+            const char* locale = "C.UTF-8") {
+        std::array<int, 2> output{};
+        std::array<int, 2> errors{};
+        EXPECT_EQ(pipe(output.data()) + pipe(errors.data()), 0);
+        child_ = fork();
+        if (child_ == 0) {
+            dup2(output[1], STDOUT_FILENO);
+            dup2(errors[1], STDERR_FILENO);
+            for (const int file : {output[0], output[1], errors[0], errors[1]})
+                close(file);
+            setenv("LC_ALL", locale, 1);
+            std::vector<char*> pointers = {const_cast<char*>(program)};
+            for (std::string& argument : arguments)
+                pointers.push_back(argument.data());
+            pointers.push_back(nullptr);
+            execv(program, pointers.data());
+            _exit(127);
+        }
+        close(output[1]);
+        close(errors[1]);
+        output_ = output[0];
+        errors_ = errors[0];
+    }
+
+    void signal(int number) const { kill(child_, number); }
+
+    Finished finish() {
+        Finished run;
+        run.output = read_all(output_);
+        run.errors = read_all(errors_);
+        int state = 0;
+        waitpid(child_, &state, 0);
+        run.status = WIFEXITED(state) ? WEXITSTATUS(state) : 128 + WTERMSIG(state);
+        return run;
+    }
+
+  private:
+    pid_t child_;
+    int output_;
+    int errors_;
+};
+
+Finished tool(std::vector<std::string> arguments, const char* locale = "C.UTF-8") {
+    return Process(TOOL, std::move(arguments), locale).finish();
+}
+
+using Json = std::unique_ptr<cJSON, decltype(&cJSON_Delete)>;
+
+Json json(const Finished& run) {
+    return {cJSON_Parse(run.output.c_str()), cJSON_Delete};
+}
+
+std::string text(const Json& object, const char* key) {
+    const char* value = cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(object.get(), key));
+    return value == nullptr ? "(none)" : value;
+}
+
+class Deck {
+  public:
+    explicit Deck(const std::string& json)
+        : path_(std::filesystem::temp_directory_path() /
+                ("deskreader-deck-" + std::to_string(getpid()) + ".json")) {
+        std::ofstream(path_) << json;
+    }
+    ~Deck() { std::filesystem::remove(path_); }
+    Deck(const Deck&) = delete;
+    Deck& operator=(const Deck&) = delete;
+
+    std::string path() const { return path_.string(); }
+
+  private:
+    std::filesystem::path path_;
+};
+
+TEST(Tool, ShowsTheReader) {
+    const Finished run = tool({"--virtual", "info"});
+    EXPECT_EQ(run.status, 0) << run.errors;
+    EXPECT_NE(run.output.find("information     DESK READER VIRTUAL 1.0\n"), std::string::npos)
+        << run.output;
+    EXPECT_NE(run.output.find("serial number   DR2026000001\n"), std::string::npos);
+    EXPECT_EQ(run.errors, "");
+}
+
+TEST(Tool, ShowsTheReaderToPrograms) {
+    const Json object = json(tool({"--virtual", "--json", "info"}));
+    EXPECT_EQ(text(object, "information"), "DESK READER VIRTUAL 1.0");
+    EXPECT_EQ(text(object, "serial_number"), "DR2026000001");
+    EXPECT_EQ(text(object, "link").find("/dev/pts/"), 0u);
+}
+
+TEST(Tool, BeepsAndResets) {
+    EXPECT_EQ(tool({"--virtual", "beep", "50"}).output, "beep            50\n");
+    EXPECT_EQ(tool({"--virtual", "reset"}).output, "reset           done\n");
+}
+
+TEST(Tool, ReadsAndWritesTheSerialNumber) {
+    EXPECT_EQ(tool({"--virtual", "sn"}).output, "serial number   DR2026000001\n");
+    EXPECT_EQ(tool({"--virtual", "sn", "--set", "NEW-1"}).output, "serial number   NEW-1\n");
+    EXPECT_EQ(tool({"--virtual", "sn", "--set", std::string(33, 'x')}).status, 2);
+}
+
+TEST(Tool, ShowsTheAnswerToReset) {
+    EXPECT_EQ(tool({"--virtual", "atr"}).output,
+              "kind            contact\nATR             3B0444455348\n");
+    EXPECT_EQ(tool({"--virtual", "atr", "--slot", "contactless"}).output,
+              "kind            contactless\nATR             0400088041424344\n");
+    EXPECT_EQ(tool({"--virtual", "atr", "--slot", "sideways"}).status, 2);
+}
+
+TEST(Tool, ExchangesApdus) {
+    const Finished run = tool({"--virtual", "apdu", "00a4040006f04445534b01", "00B2010C00"});
+    EXPECT_EQ(run.status, 0) << run.errors;
+    EXPECT_NE(run.output.find("> 00A4040006F04445534B01\n< 6F088406F04445534B01 9000"),
+              std::string::npos)
+        << run.output;
+    EXPECT_NE(run.output.find("> 00B2010C00\n< 4D454D4245522030303031 9000   MEMBER 0001"),
+              std::string::npos);
+    const Json object = json(tool({"--virtual", "--json", "apdu", "0084000004"}));
+    const cJSON* exchange =
+        cJSON_GetArrayItem(cJSON_GetObjectItemCaseSensitive(object.get(), "exchanges"), 0);
+    EXPECT_STREQ(cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(exchange, "status_word")),
+                 "9000");
+}
+
+TEST(Tool, ReportsBadApdus) {
+    const Finished run = tool({"--virtual", "apdu", "00A"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.errors, "deskreader: RD_IcAPDU: -1007 invalid parameter (参数异常)\n");
+}
+
+TEST(Tool, ReportsAMissingCard) {
+    const Deck deck("{}");
+    const Finished run =
+        tool({"--timeout", "1", "--virtual", deck.path(), "atr", "--slot", "contact"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.output, "");
+    EXPECT_EQ(run.errors, "deskreader: RD_IcPowerOn: -4005 card absent (卡片不在卡槽中)\n");
+}
+
+TEST(Tool, TellsItInTheEncodingOfTheTerminal) {
+    const Finished run = tool({"--port", "no-such-port", "info"}, "C");
+    EXPECT_EQ(run.errors, "deskreader: RD_Open: -1000 port cannot be opened (\?\?\?\?\?\?)\n");
+}
+
+TEST(Tool, TellsItToPrograms) {
+    const Finished run = tool({"--json", "--port", "/dev/no-such-port", "info"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.errors, "");
+    EXPECT_EQ(
+        run.output,
+        R"({"error":{"call":"RD_Open","number":-1000,"name":"port cannot be opened","message":"打开端口失败"}})"
+        "\n");
+}
+
+TEST(Tool, ReportsADeckThatCannotBeUsed) {
+    const Deck deck(R"({"cards": 7})");
+    const Finished run = tool({"--virtual", deck.path(), "info"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.errors.find(": /cards: expected an array, found 7"), std::string::npos)
+        << run.errors;
+}
+
+TEST(Tool, KnowsWrongUse) {
+    EXPECT_EQ(tool({}).status, 2);
+    EXPECT_EQ(tool({"dance"}).status, 2);
+    EXPECT_EQ(tool({"apdu"}).status, 2);
+    EXPECT_EQ(tool({"--usb", "--port", "x", "info"}).status, 2);
+    EXPECT_EQ(tool({"--baud", "1", "--virtual", "info"}).status, 2);
+    EXPECT_EQ(tool({"--port", std::string(80, 'x'), "info"}).status, 1);
+}
+
+TEST(Tool, HelpsItself) {
+    const Finished run = tool({"--help"});
+    EXPECT_EQ(run.status, 0);
+    for (const char* command :
+         {"info", "beep", "reset", "sn", "atr", "apdu", "monitor", "tour", "Exit status"}) {
+        EXPECT_NE(run.output.find(command), std::string::npos) << command;
+    }
+}
+
+TEST(Tool, MonitorsUntilItHasSeenEnough) {
+    const Finished run = tool({"--virtual", "monitor", "--count", "1"});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.output, "waiting for cards, Ctrl-C ends\ncontact         3B0444455348\ndone\n");
+}
+
+TEST(Tool, MonitorsUntilInterrupted) {
+    const Deck deck("{}");
+    Process process(TOOL, {"--virtual", deck.path(), "monitor"});
+    std::this_thread::sleep_for(500ms);
+    const auto begin = std::chrono::steady_clock::now();
+    process.signal(SIGINT);
+    const Finished run = process.finish();
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 2s);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.output, "waiting for cards, Ctrl-C ends\ndone\n");
+}
+
+TEST(Tool, ToursASession) {
+    const Finished run = tool({"--virtual", "tour"});
+    EXPECT_EQ(run.status, 0) << run.errors;
+    for (const char* step : {"connect", "information", "serial number", "beep", "wait for a card",
+                             "ATR 3B0444455348", "SELECT", "MEMBER 0001", "power off", "close"}) {
+        EXPECT_NE(run.output.find(step), std::string::npos) << step;
+    }
+    const Json object = json(tool({"--virtual", "--json", "tour"}));
+    EXPECT_EQ(cJSON_GetArraySize(cJSON_GetObjectItemCaseSensitive(object.get(), "steps")), 9);
+}
+
+TEST(Tool, ToursFailWhereTheyFindSomethingElse) {
+    const Deck deck(R"({"reader": {"serial_number": "OTHER"}})");
+    const Finished run = tool({"--virtual", deck.path(), "tour"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.errors.find("expected DR2026000001, found OTHER"), std::string::npos)
+        << run.errors;
+}
+
+TEST(VirtualReader, ShowsItsDeckAndItsHelp) {
+    const Finished deck = Process(VIRTUAL_READER, {"--show-deck"}).finish();
+    EXPECT_EQ(deck.status, 0);
+    EXPECT_NE(json(deck).get(), nullptr);
+    EXPECT_NE(Process(VIRTUAL_READER, {"--help"}).finish().output.find("--deck"),
+              std::string::npos);
+}
+
+TEST(VirtualReader, ReportsADeckThatIsNotThere) {
+    const Finished run = Process(VIRTUAL_READER, {"--deck", "/nonexistent.json"}).finish();
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.errors, "virtual-reader: /nonexistent.json: cannot be read\n");
+}
+
+}  // namespace

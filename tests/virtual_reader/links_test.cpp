@@ -1,0 +1,137 @@
+#include <fcntl.h>
+#include <poll.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include "deck.h"
+#include "kit/frames.h"
+#include "links/serial_reader.h"
+#include "links/usb_port.h"
+
+namespace {
+
+using kit::Bytes;
+using kit::hex;
+using kit::ic_frame;
+using namespace std::chrono_literals;
+using namespace virtual_reader;
+
+Bytes output_report(std::uint8_t mode_id, const Bytes& payload) {
+    Bytes report = kit::join({{0x00, mode_id, static_cast<std::uint8_t>(payload.size())}, payload});
+    report.resize(65);
+    return report;
+}
+
+class Usb : public testing::Test {
+  protected:
+    std::unique_ptr<Reader> reader_ = reader_from_deck(default_deck(), "built-in");
+    UsbPort port_{*reader_};
+};
+
+TEST_F(Usb, AnswersInReportsOf64Bytes) {
+    EXPECT_EQ(port_.write_report(output_report(2, ic_frame(hex("E1 01")))), 65);
+    const auto report = port_.read_report(100ms);
+    ASSERT_TRUE(report);
+    Bytes answer = ic_frame(hex("00 3B 04 44 45 53 48"));
+    Bytes expected = kit::join({{0x02, static_cast<std::uint8_t>(answer.size())}, answer});
+    expected.resize(64);
+    EXPECT_EQ(*report, expected);
+    EXPECT_FALSE(port_.read_report(1ms));
+}
+
+TEST_F(Usb, GathersARequestAndSplitsAnAnswer) {
+    const Bytes request = ic_frame(kit::join({{0xF2}, Bytes(32, 'S')}));
+    ASSERT_EQ(request.size(), 73u);
+    port_.write_report(output_report(2, Bytes(request.begin(), request.begin() + 62)));
+    EXPECT_FALSE(port_.read_report(1ms));
+    port_.write_report(output_report(2, Bytes(request.begin() + 62, request.end())));
+    EXPECT_TRUE(port_.read_report(100ms));
+    port_.write_report(output_report(2, ic_frame(hex("F1"))));
+    int reports = 0;
+    std::size_t bytes = 0;
+    while (const auto report = port_.read_report(1ms)) {
+        ++reports;
+        bytes += (*report)[1];
+    }
+    EXPECT_EQ(reports, 3);
+    EXPECT_EQ(bytes, 2u * (65 + 3) + 1);
+}
+
+TEST_F(Usb, UnpluggingEndsWaitingAndLosesWhatWaited) {
+    port_.write_report(output_report(2, ic_frame(hex("E1 01"))));
+    port_.unplug();
+    EXPECT_FALSE(port_.is_plugged());
+    EXPECT_FALSE(port_.read_report(10s));
+    EXPECT_EQ(port_.write_report(output_report(2, ic_frame(hex("E1 01")))), -1);
+    port_.plug();
+    EXPECT_FALSE(port_.read_report(1ms));
+    EXPECT_EQ(port_.write_report(output_report(2, ic_frame(hex("E1 01")))), 65);
+    EXPECT_TRUE(port_.read_report(100ms));
+}
+
+// A host that has the line's other end open as a raw port.
+class Host {
+  public:
+    Host(const std::string& device, speed_t rate) : file_(open(device.c_str(), O_RDWR | O_NOCTTY)) {
+        termios settings{};
+        tcgetattr(file_, &settings);
+        cfmakeraw(&settings);
+        cfsetspeed(&settings, rate);
+        tcsetattr(file_, TCSANOW, &settings);
+    }
+    ~Host() { close(file_); }
+    Host(const Host&) = delete;
+    Host& operator=(const Host&) = delete;
+
+    Bytes exchange(const Bytes& request, std::chrono::milliseconds limit) const {
+        EXPECT_EQ(write(file_, request.data(), request.size()),
+                  static_cast<ssize_t>(request.size()));
+        Bytes reply;
+        pollfd line{file_, POLLIN, 0};
+        while (poll(&line, 1, static_cast<int>(limit.count())) > 0) {
+            std::uint8_t byte = 0;
+            if (read(file_, &byte, 1) != 1) break;
+            reply.push_back(byte);
+            if (byte == 0x03) break;
+        }
+        return reply;
+    }
+
+  private:
+    int file_;
+};
+
+TEST(SerialLink, AnswersOnItsLineAgainAndAgain) {
+    SerialReader reader(reader_from_deck(default_deck(), "built-in"));
+    for (int round = 0; round < 3; ++round) {
+        const Host host(reader.device(), B9600);
+        EXPECT_EQ(host.exchange(ic_frame(hex("E1 01")), 2s), ic_frame(hex("00 3B 04 44 45 53 48")));
+    }
+}
+
+TEST(SerialLink, HearsNothingAtAnotherRate) {
+    SerialReader reader(reader_from_deck(default_deck(), "built-in"));
+    const Host host(reader.device(), B19200);
+    EXPECT_EQ(host.exchange(ic_frame(hex("E1 01")), 50ms), Bytes{});
+    EXPECT_EQ(reader.with_reader([](Reader& one) { return one.counts().requests; }), 0);
+}
+
+TEST(SerialLink, ChangesItsRateBehindTheAnswer) {
+    SerialReader reader(reader_from_deck(default_deck(), "built-in"));
+    {
+        const Host host(reader.device(), B9600);
+        EXPECT_EQ(host.exchange(ic_frame(hex("BB 04")), 2s), ic_frame(hex("00")));
+        EXPECT_EQ(host.exchange(ic_frame(hex("E1 01")), 50ms), Bytes{});
+    }
+    const Host host(reader.device(), B115200);
+    EXPECT_EQ(host.exchange(ic_frame(hex("E1 01")), 2s), ic_frame(hex("00 3B 04 44 45 53 48")));
+}
+
+TEST(SerialLink, CardsCanBeMovedWhileItServes) {
+    SerialReader reader(reader_from_deck(default_deck(), "built-in"));
+    const Host host(reader.device(), B9600);
+    reader.with_reader([](Reader& one) { one.ic().remove("member"); });
+    EXPECT_EQ(host.exchange(ic_frame(hex("E1 01")), 2s), ic_frame(hex("FB")));
+}
+
+}  // namespace
