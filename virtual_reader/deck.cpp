@@ -37,8 +37,10 @@ class Node {
                 if (!names.empty()) names += ", ";
                 names += one;
             }
-            throw DeckError(source_ + ": " + path_ + "/" + key + ": unknown key, expected one of " +
-                            names);
+            std::string place = path_;
+            place += '/';
+            place += key;
+            throw DeckError(source_ + ": " + place + ": unknown key, expected one of " + names);
         }
     }
 
@@ -46,9 +48,10 @@ class Node {
 
     Node at(const char* key) const {
         if (!json_.is_object()) fail("an object");
-        if (!has(key))
+        if (!has(key)) {
             throw DeckError(source_ + ": " + (path_.empty() ? "/" : path_) + ": expected a key " +
                             key);
+        }
         return {json_.at(key), source_, path_ + "/" + key};
     }
 

@@ -107,9 +107,10 @@ void* HID_open(DEVCONTEXT* target) {
 int HID_read(void* handle, unsigned char* buffer, unsigned length, unsigned timeout_ms,
              COMM_PacketIsEnd is_end) {
     device::cancel_flag::clear();
-    if (is_end != nullptr)
+    if (is_end != nullptr) {
         return device::gather(handle, {buffer, length}, timeout_ms, is_end, 1,
                               device::receive_slice);
+    }
     const auto limit =
         static_cast<int>(std::min<std::uint64_t>(device::limit_of(timeout_ms), INT_MAX));
     const int result = hid_read_modeid(handle, buffer, length, limit);

@@ -16,9 +16,10 @@ Bytes ic_reply(View body) {
         frame.push_back(static_cast<std::uint8_t>(body.size()));
     } else {
         const std::size_t rest = long_base + (body.size() - long_length);
-        if (rest > 0xFF)
+        if (rest > 0xFF) {
             throw std::length_error("a reply of " + std::to_string(body.size()) +
                                     " bytes in the IC frame");
+        }
         frame.push_back(long_length);
         frame.push_back(static_cast<std::uint8_t>(rest));
     }
