@@ -37,10 +37,8 @@ class Node {
                 if (!names.empty()) names += ", ";
                 names += one;
             }
-            std::string place = path_;
-            place += '/';
-            place += key;
-            throw DeckError(source_ + ": " + place + ": unknown key, expected one of " + names);
+            throw DeckError(source_ + ": " + path_ + "/" + key + ": unknown key, expected one of " +
+                            names);
         }
     }
 
