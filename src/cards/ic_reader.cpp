@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 
+#include "cards/bytes.h"
 #include "cards/reader_command.h"
 #include "status.h"
 
@@ -12,6 +13,7 @@ int g_Slot = 0;
 using namespace deskreader;
 using cards::Bytes;
 using cards::CommandRow;
+using cards::low_byte;
 using cards::mapped_slot;
 using cards::plain_slot;
 using cards::Reply;
@@ -151,10 +153,6 @@ constexpr CommandRow set_serial_number{
     .union_ = {0xF2, 0x00},
     .union_errors = {},
 };
-
-std::uint8_t low_byte(int value) noexcept {
-    return static_cast<std::uint8_t>(value);
-}
 
 std::uint8_t baud_code(int baud) noexcept {
     switch (baud) {

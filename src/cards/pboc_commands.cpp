@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <array>
 
+#include "cards/bytes.h"
 #include "cards/card_command.h"
 #include "status.h"
 
 using deskreader::cards::CardCommand;
 using deskreader::cards::Header;
+using deskreader::cards::low_byte;
 namespace cards = deskreader::cards;
 namespace status = deskreader::status;
 namespace tlv = deskreader::tlv;
@@ -40,20 +42,12 @@ constexpr std::uint8_t tag_aip[] = {0x82};
 constexpr std::uint8_t tag_afl[] = {0x94};
 constexpr std::uint8_t tag_script_command[] = {0x86};
 
-std::uint8_t low_byte(int value) noexcept {
-    return static_cast<std::uint8_t>(value);
-}
-
 Header with_p1(Header header, int p1) noexcept {
     return {header.cla, header.ins, low_byte(p1), header.p2};
 }
 
 Header with_p2(Header header, int p2) noexcept {
     return {header.cla, header.ins, header.p1, low_byte(p2)};
-}
-
-tlv::Bytes bytes(const unsigned char* data, int length) noexcept {
-    return {data, static_cast<std::size_t>(std::max(length, 0))};
 }
 
 // The commands that only carry data and bring nothing back.
@@ -142,7 +136,7 @@ int PBOC_ReadRecord(DEVCONTEXT* device, int slot, int record, int sfi, unsigned 
 int PBOC_GetAID(DEVCONTEXT* device, int slot, const unsigned char* sfi_list, int sfi_count,
                 unsigned char* aid, int* aid_length) {
     int record = 1;  // kept: runs on across the directories
-    for (const std::uint8_t sfi : bytes(sfi_list, sfi_count)) {
+    for (const std::uint8_t sfi : cards::bytes_of(sfi_list, sfi_count)) {
         std::array<std::uint8_t, cards::max_response> data;
         int length = 0;
         while (record <= last_record &&
@@ -170,7 +164,7 @@ int PBOC_GetProcOptions(DEVCONTEXT* device, int slot, const unsigned char* pdol_
     constexpr std::size_t template_header = 2;  // 83 and its length
     *aip_length = 0;
     *afl_length = 0;
-    const tlv::Bytes pdol = bytes(pdol_data, pdol_length);
+    const tlv::Bytes pdol = cards::bytes_of(pdol_data, pdol_length);
     if (pdol.size() > cards::max_command_data - template_header) return status::invalid_argument;
     std::array<std::uint8_t, cards::max_command_data> data = {
         0x83, static_cast<std::uint8_t>(pdol.size())};
@@ -187,8 +181,8 @@ int PBOC_GetProcOptions(DEVCONTEXT* device, int slot, const unsigned char* pdol_
 
 int PBOC_GetAppData(DEVCONTEXT* device, int slot, const unsigned char* afl, int afl_length,
                     unsigned char* out, int* out_length) {
-    *out_length = static_cast<int>(
-        deskreader::pboc::read_records(device, slot, bytes(afl, afl_length), {out, records_room}));
+    *out_length = static_cast<int>(deskreader::pboc::read_records(
+        device, slot, cards::bytes_of(afl, afl_length), {out, records_room}));
     return status::ok;
 }
 
@@ -199,8 +193,8 @@ int PBOC_GetData(DEVCONTEXT* device, int slot, const unsigned char* tag, int tag
     CardCommand command(device, slot, with_p2(with_p1(get_data, p1), tag[tag_length - 1]));
     const int result = command.run();
     if (result != status::ok) return result;
-    return command.copy_object(bytes(tag, tag_length), out, out_length) ? status::ok
-                                                                        : status::failed;
+    return command.copy_object(cards::bytes_of(tag, tag_length), out, out_length) ? status::ok
+                                                                                  : status::failed;
 }
 
 int PBOC_GenerateAC(DEVCONTEXT* device, int slot, int p1, const unsigned char* cdol_data,
@@ -223,7 +217,7 @@ int PBOC_ExternalAuth_Sh(DEVCONTEXT* device, int slot, const unsigned char* data
 }
 
 int PBOC_ExeScript(DEVCONTEXT* device, int slot, const unsigned char* script, int script_length) {
-    const tlv::Bytes all = bytes(script, script_length);
+    const tlv::Bytes all = cards::bytes_of(script, script_length);
     std::size_t position = 0;
     int count = 1;
     int last = status::ok;

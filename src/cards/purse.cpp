@@ -5,20 +5,18 @@
 #include <array>
 #include <cstring>
 
+#include "cards/bytes.h"
 #include "cards/card_command.h"
 #include "status.h"
 
 using deskreader::cards::CardCommand;
+using deskreader::cards::low_byte;
 namespace status = deskreader::status;
 
 namespace {
 
 constexpr std::size_t load_data = 11;
 constexpr std::size_t purchase_data = 15;
-
-std::uint8_t low_byte(int value) noexcept {
-    return static_cast<std::uint8_t>(value);
-}
 
 // Exactly N bytes of a caller's text.
 // kept: copied as a text, so bytes from the first zero on are zero.

@@ -10,9 +10,9 @@
 #include <initializer_list>
 #include <span>
 
-namespace deskreader::cards {
+#include "cards/bytes.h"
 
-using Bytes = std::span<const std::uint8_t>;
+namespace deskreader::cards {
 
 // A byte of a command as its row gives it: itself, or one of the two forms of the slot number.
 using Token = std::uint16_t;

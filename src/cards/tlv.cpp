@@ -68,19 +68,12 @@ ListEntry first_entry(Bytes list) noexcept {
 
 using namespace deskreader;
 
-namespace {
-
-tlv::Bytes bytes(const unsigned char* data, int length) noexcept {
-    return {data, static_cast<std::size_t>(length < 0 ? 0 : length)};
-}
-
-}  // namespace
-
 int PBOC_GetTagValue(const unsigned char* tag, int tag_length, const unsigned char* data,
                      int data_length, unsigned char* value, int* value_length) {
     std::memset(value, 0, 8);  // kept: whatever the value's length
     *value_length = 0;
-    const auto object = tlv::find(bytes(data, data_length), bytes(tag, tag_length));
+    const auto object =
+        tlv::find(cards::bytes_of(data, data_length), cards::bytes_of(tag, tag_length));
     if (!object) return status::failed;
     std::memcpy(value, data + object->offset, object->length);
     *value_length = static_cast<int>(object->length);
@@ -89,8 +82,8 @@ int PBOC_GetTagValue(const unsigned char* tag, int tag_length, const unsigned ch
 
 int PBOC_SetTagValue(const unsigned char* tag, int tag_length, unsigned char* data, int data_length,
                      const unsigned char* value, int length) {
-    const tlv::Bytes wanted = bytes(tag, tag_length);
-    tlv::Walker walker(bytes(data, data_length), tlv::LongTemplate::is_entered);
+    const tlv::Bytes wanted = cards::bytes_of(tag, tag_length);
+    tlv::Walker walker(cards::bytes_of(data, data_length), tlv::LongTemplate::is_entered);
     while (const auto object = walker.next()) {
         if (!tlv::equal(object->tag, wanted) || static_cast<int>(object->length) != length)
             continue;
@@ -102,7 +95,7 @@ int PBOC_SetTagValue(const unsigned char* tag, int tag_length, unsigned char* da
 
 int PBOC_GetTagInDOL(const unsigned char* entry, int remaining, unsigned char* tag, int* tag_length,
                      int* header_length) {
-    const tlv::ListEntry first = tlv::first_entry(bytes(entry, remaining));
+    const tlv::ListEntry first = tlv::first_entry(cards::bytes_of(entry, remaining));
     std::memcpy(tag, first.tag, first.tag_size);
     *tag_length = static_cast<int>(first.tag_size);
     *header_length = static_cast<int>(first.header);

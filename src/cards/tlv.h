@@ -14,9 +14,11 @@
 #include <optional>
 #include <span>
 
+#include "cards/bytes.h"
+
 namespace deskreader::tlv {
 
-using Bytes = std::span<const std::uint8_t>;
+using cards::Bytes;
 
 struct Object {
     Bytes tag;

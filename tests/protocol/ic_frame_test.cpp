@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "kit/bytes.h"
+#include "frame_functions.h"
 
 namespace {
 
@@ -12,24 +12,8 @@ using kit::Bytes;
 using kit::hex;
 namespace ic_frame = deskreader::ic_frame;
 
-struct Result {
-    int number;
-    Bytes bytes;
-};
-
-template <class Function>
-Result run(Function function, const Bytes& in, std::size_t room) {
-    Bytes out(room, '#');
-    const int number = function(in, out);
-    return {number, out};
-}
-
 Bytes wire(const char* text) {
     return kit::join({ascii(text), {0x03}});
-}
-
-Bytes first(const Result& result) {
-    return {result.bytes.begin(), result.bytes.begin() + result.number};
 }
 
 TEST(IcFrameBuild, IsBodyAsTextAndEnd) {
@@ -38,7 +22,7 @@ TEST(IcFrameBuild, IsBodyAsTextAndEnd) {
 }
 
 TEST(IcFrameBuild, TakesUpTo255Bytes) {
-    const Result result = run(ic_frame::build, Bytes(255, 0x11), 1024);
+    const FrameResult result = run(ic_frame::build, Bytes(255, 0x11), 1024);
     EXPECT_EQ(result.number, 517);
     EXPECT_EQ(Bytes(result.bytes.begin(), result.bytes.begin() + 6), ascii("60FF11"));
 }
@@ -59,13 +43,13 @@ TEST(IcFrameTrim, SkipsNoiseAndDropsWhatFollows) {
 }
 
 TEST(IcFrameTrim, ClearsItsOutput) {
-    const Result result = run(ic_frame::trim, wire("60"), 8);
+    const FrameResult result = run(ic_frame::trim, wire("60"), 8);
     EXPECT_EQ(result.number, 3);
     EXPECT_EQ(result.bytes, hex("36 30 03 00 00 00 00 00"));
 }
 
 TEST(IcFrameTrim, WithoutALeadLeavesItsOutput) {
-    const Result result = run(ic_frame::trim, ascii("6x06"), 4);
+    const FrameResult result = run(ic_frame::trim, ascii("6x06"), 4);
     EXPECT_EQ(result.number, 0);
     EXPECT_EQ(result.bytes, ascii("####"));
     EXPECT_EQ(run(ic_frame::trim, {}, 4).number, 0);
@@ -118,7 +102,7 @@ TEST(IcFrameParse, LongReplyComesBehindAZeroByteAndLosesItsLast) {
         reply[i] = static_cast<std::uint8_t>(i + 1);
     const Bytes frame =
         kit::join({ascii("60FFB2"), ascii(kit::to_hex(reply)), ascii("00"), {0x03}});
-    const Result result = run(ic_frame::parse, frame, 1024);
+    const FrameResult result = run(ic_frame::parse, frame, 1024);
     EXPECT_EQ(result.number, 257);
     Bytes expected = kit::join({{0x00}, reply});
     expected.resize(257);
@@ -134,7 +118,7 @@ TEST(IcFrameParse, LongReplyIsCountedInSignedArithmetic) {
 
 TEST(IcFrameParse, LongReplyStaysWithinTheRoom) {
     EXPECT_EQ(run(ic_frame::parse, wire("60FFB2"), 256).number, -22);
-    const Result exact = run(ic_frame::parse, wire("60FF00AA"), 79);
+    const FrameResult exact = run(ic_frame::parse, wire("60FF00AA"), 79);
     EXPECT_EQ(exact.number, 79);
     EXPECT_EQ(exact.bytes[1], 0xAA);
 }

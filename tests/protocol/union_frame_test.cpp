@@ -1,7 +1,7 @@
 // The parts of the Union frame as functions of bytes.
 #include "protocol/union_frame.h"
 
-#include "kit/bytes.h"
+#include "frame_functions.h"
 
 namespace {
 
@@ -10,24 +10,8 @@ using kit::Bytes;
 using kit::hex;
 namespace union_frame = deskreader::union_frame;
 
-struct Result {
-    int number;
-    Bytes bytes;
-};
-
-template <class Function>
-Result run(Function function, const Bytes& in, std::size_t room) {
-    Bytes out(room, '#');
-    const int number = function(in, out);
-    return {number, out};
-}
-
 Bytes wire(const char* text) {
     return kit::join({{0x02}, ascii(text), {0x03}});
-}
-
-Bytes first(const Result& result) {
-    return {result.bytes.begin(), result.bytes.begin() + result.number};
 }
 
 TEST(UnionFrameBuild, SplitsLengthCommandAndCheck) {
@@ -37,7 +21,7 @@ TEST(UnionFrameBuild, SplitsLengthCommandAndCheck) {
 }
 
 TEST(UnionFrameBuild, WritesALongLength) {
-    const Result result = run(union_frame::build, Bytes(0x0102, 0x00), 2048);
+    const FrameResult result = run(union_frame::build, Bytes(0x0102, 0x00), 2048);
     EXPECT_EQ(result.number, 2 * (0x0102 + 3) + 2);
     EXPECT_EQ(Bytes(result.bytes.begin(), result.bytes.begin() + 5),
               kit::join({{0x02}, ascii("0102")}));
@@ -62,7 +46,7 @@ TEST(UnionFrameTrim, RunsFromTheFirstBeginningToTheNextEnd) {
 
 TEST(UnionFrameTrim, ClearsItsOutputOnlyIfThereIsAFrame) {
     EXPECT_EQ(run(union_frame::trim, hex("02 03"), 4).bytes, hex("02 03 00 00"));
-    const Result nothing = run(union_frame::trim, hex("03 41"), 4);
+    const FrameResult nothing = run(union_frame::trim, hex("03 41"), 4);
     EXPECT_EQ(nothing.number, 0);
     EXPECT_EQ(nothing.bytes, ascii("####"));
 }
