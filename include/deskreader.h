@@ -959,6 +959,50 @@ DESKREADER_API int RD_CardDetect(int* pnStatus);
 /* 1 if every character is an upper-case hexadecimal digit (an empty text is), else 0. */
 DESKREADER_API int IsHexDataValue(const char* szText);
 
+/* ==== API: payment cards ======================================================================
+ *
+ * Whole flows with a debit/credit card (PBOC, EMV Book 3). Slot and time limit go to RD_IcPowerOn;
+ * the kind of card that answered takes the commands. A failed step is logged and returned as it is:
+ * -4100 (directory), -4101 (application list), -4102 (application), -4103 (data object list), -4104
+ * (processing options); a failed power-on returns RD_IcPowerOn's number. The card is powered off at
+ * the end, also after a failure. Reserved arguments are not read. */
+
+/* The card's public data for the letters A to N in szTagList, in the order of the letters: each
+ * field is its letter, three digits of length and the value, at most 255 characters; 000 for what
+ * the card lacks. Terminated: provide 3627 bytes.
+ *
+ *   A PAN (hexadecimal, without padding)     H e-cash balance limit        (hexadecimal)
+ *   B cardholder name (bytes)                I expiry date                 (hexadecimal)
+ *   C cardholder ID type (hexadecimal)       J PAN sequence number         (hexadecimal)
+ *   D cardholder ID number (bytes)           K e-cash reset threshold      (hexadecimal)
+ *   E track 2 ('=' for D, no padding)        L e-cash transaction limit    (hexadecimal)
+ *   F track 1 discretionary data (hex.)      M effective date              (hexadecimal)
+ *   G e-cash balance (hexadecimal)           N product information         (bytes)
+ *
+ * -1007 for a list without a capital letter. */
+DESKREADER_API int RD_ICGetInfo(int iSlot, const char* szTagList, int iReserved, char* szOut,
+                                int iTimeout);
+
+/* The transaction log and the e-cash load log: two digits with the number of entries, three with
+ * the length of one, then the entries; terminated. An entry is fields as above, P Q R S T U V W X
+ * or O P Q S U V W X. Entries that no longer fit 4096 characters are left out: provide 4102 bytes.
+ * A card record shorter than the layout reads as zeros. -4117 for a card without transaction log,
+ * -4103 for one without load log; the load log also fails with -4100 when the application is
+ * blocked. */
+DESKREADER_API int RD_ICGetDetail(int iSlot, int iReserved, char* szOut, int iTimeout);
+DESKREADER_API int RD_ICGetCircllog(int iSlot, int iReserved, char* szOut, int iTimeout);
+
+/* ==== API: social security cards ============================================================== */
+
+/* The card's thirteen basic elements with "|" between them, appended to the text in szOut, which
+ * must be terminated: provide 1300 bytes for them. In order: identification code, type, version,
+ * organisation, issue date, expiry date (hexadecimal), card number, social security number, name,
+ * sex (bytes up to the first zero), nationality, place and date of birth (hexadecimal). An element
+ * that the card lacks is empty. The card stays powered after success and is powered off after a
+ * failure: -4100 when directory or file cannot be selected, otherwise the number of the record that
+ * could not be read. */
+DESKREADER_API int RD_SSCReadInfo(int iSlot, char* szOut, int iTimeout);
+
 #ifdef __cplusplus
 }
 #endif

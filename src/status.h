@@ -87,6 +87,7 @@ inline constexpr int cryptogram_failed = -4107;
 inline constexpr int arqc_data_failed = -4108;
 inline constexpr int external_authentication_failed = -4109;
 inline constexpr int script_failed = -4110;
+inline constexpr int log_entry_missing = -4117;  // without a text of its own
 
 // API numbers: MIFARE Classic arguments.
 inline constexpr int invalid_block = -5010;

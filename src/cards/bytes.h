@@ -15,6 +15,8 @@ inline Bytes bytes_of(const unsigned char* data, int length) noexcept {
     return {data, static_cast<std::size_t>(std::max(length, 0))};
 }
 
-constexpr std::uint8_t low_byte(int value) noexcept { return static_cast<std::uint8_t>(value); }
+constexpr std::uint8_t low_byte(int value) noexcept {
+    return static_cast<std::uint8_t>(value);
+}
 
 }  // namespace deskreader::cards

@@ -1,0 +1,81 @@
+// What all flows with a payment card have in common: power, the directory, the application, its options
+// and its records. A flow reads as its steps; each step returns 0 or the number with which the flow ends.
+#pragma once
+
+#include <deskreader.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+#include "cards/bytes.h"
+
+namespace deskreader::api {
+
+using cards::Bytes;
+
+// The card of a flow: powered off with its scope, unless it is kept.
+class PoweredCard {
+  public:
+    PoweredCard() noexcept = default;
+    ~PoweredCard();
+    PoweredCard(const PoweredCard&) = delete;
+    PoweredCard& operator=(const PoweredCard&) = delete;
+
+    // Waits for a card as RD_IcPowerOn does. Returns its result.
+    [[nodiscard]] int power_on(int slot, int timeout_s) noexcept;
+
+    // The kind of card that answered: the slot of every command from then on.
+    int kind() const noexcept { return kind_; }
+
+    // Leaves the card powered at the end of the scope.
+    void keep() noexcept { powered_ = false; }
+
+  private:
+    int kind_ = 0;
+    bool powered_ = false;
+};
+
+// Whether a directory whose application is blocked ends a flow.
+enum class BlockedDirectory { is_passed_over, ends_flow };
+
+class PaymentFlow {
+  public:
+    explicit PaymentFlow(PoweredCard& card) noexcept : card_(card) {}
+
+    // Selects the directory (1PAY.SYS.DDF01 on contact and contactless cards alike), finds the
+    // application there and selects it.
+    [[nodiscard]] int select_application(BlockedDirectory rule) noexcept;
+
+    // Answers the card's PDOL, an absent one as an empty one, and gets its options.
+    [[nodiscard]] int start_application() noexcept;
+
+    // Reads the records that the options name.
+    void read_records() noexcept;
+
+    int slot() const noexcept { return card_.kind(); }
+
+    // What SELECT answered, status word included.
+    Bytes selection() const noexcept { return std::span(selection_).first(selection_size_); }
+
+    // The file locator, or the whole answer of a card that answered with its data.
+    Bytes locator() const noexcept { return std::span(locator_).first(locator_size_); }
+
+    Bytes records() const noexcept { return std::span(records_).first(records_size_); }
+
+  private:
+    PoweredCard& card_;
+    std::array<std::uint8_t, 512> selection_;
+    std::size_t selection_size_ = 0;
+    std::array<std::uint8_t, 512> locator_;
+    std::size_t locator_size_ = 0;
+    std::array<std::uint8_t, 8000> records_;
+    std::size_t records_size_ = 0;
+};
+
+// Logs an error text and returns the number: `return fail("... Error!\r\n", status::...)`.
+int fail(const char* text, int number) noexcept;
+
+}  // namespace deskreader::api
