@@ -104,6 +104,8 @@ unsigned short DC_GetUsbPid(DEVCONTEXT* target, int index) {
 }
 
 void DC_SetDevice(DEVCONTEXT* target, void* handle) {
+    // A device opened since may stand at the address of the closed one.
+    if (handle == device::closed_handle) device::closed_handle = nullptr;
     target->pDevice = handle;
 }
 

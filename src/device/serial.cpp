@@ -130,9 +130,8 @@ int GWriteCom(void* handle, const unsigned char* data, unsigned long length, int
 
 int GReadCom(void* handle, unsigned char* buffer, unsigned long length, int wait_us) {
     pollfd port{device::descriptor_of(handle), POLLIN, 0};
-    if (port.fd < 0) return status::not_permitted;
-    const int wait = std::max(wait_us, 0);
-    const timespec limit{wait / 1'000'000, wait % 1'000'000 * 1000L};
+    if (port.fd < 0 || wait_us < 0) return status::not_permitted;
+    const timespec limit{wait_us / 1'000'000, wait_us % 1'000'000 * 1000L};
     const int ready = ppoll(&port, 1, &limit, nullptr);
     // A signal in the meantime is no failure of the port: nothing has come yet.
     if (ready < 0) return errno == EINTR ? 0 : status::not_permitted;

@@ -64,12 +64,14 @@ int gather(void* handle, std::span<unsigned char> buffer, unsigned timeout_ms,
     const std::uint64_t begin = GetTickCount();
     const std::uint64_t limit = limit_of(timeout_ms);
     std::size_t total = 0;
-    for (std::uint64_t elapsed = 0; elapsed < limit && total < buffer.size();
-         elapsed = GetTickCount() - begin) {
+    std::uint64_t elapsed = 0;
+    while (elapsed < limit && total < buffer.size()) {
         if (cancel_flag::take()) return status::cancelled;
         const int got = receive(handle, buffer.subspan(total));
         if (got < 0) return status::not_permitted;
         total += static_cast<std::size_t>(got);
+        elapsed =
+            GetTickCount() - begin;  // before the end test, whose own time counts a pass later
         bool complete = false;
         for (int ask = 0; ask < asks && !complete; ++ask) {
             complete = is_end(buffer.data(), static_cast<unsigned>(total)) != 0;
