@@ -7,13 +7,19 @@ namespace {
 
 class Context : public testing::Test {
   protected:
-    void SetUp() override { DC_Init(&target_); }
+    void SetUp() override;
 
     DEVCONTEXT target_;
 };
 
 int closed_handles = 0;
 void* last_closed = nullptr;
+
+void Context::SetUp() {
+    DC_Init(&target_);
+    closed_handles = 0;
+    last_closed = nullptr;
+}
 
 int note_close(void* handle) {
     ++closed_handles;
@@ -107,6 +113,44 @@ TEST_F(Context, ModeIdIsForHidAlone) {
     DC_SetInterfaceType(&target_, "hid");
     DC_SetModeId(&target_, 0x102);
     EXPECT_EQ(DC_GetModeId(&target_), 2);
+    DC_SetModeId(&target_, -1);
+    EXPECT_EQ(DC_GetModeId(&target_), 0xFF);
+}
+
+TEST_F(Context, ModeIdTakesTheTypeExactly) {
+    for (const char* type : {"HID", "hi", "hid ", "", "END"}) {
+        DC_SetInterfaceType(&target_, type);
+        DC_SetModeId(&target_, 2);
+        EXPECT_EQ(DC_GetModeId(&target_), 0) << type;
+    }
+}
+
+TEST_F(Context, SerialRateOverwritesTheModeId) {
+    DC_SetInterfaceType(&target_, "hid");
+    DC_SetModeId(&target_, 2);
+    DC_SetCOMParams(&target_, 0, 9600);
+    EXPECT_EQ(DC_GetModeId(&target_), 0x80) << "9600 is 0x2580";
+    DC_SetModeId(&target_, 0x01);
+    EXPECT_EQ(DC_GetCOMBaud(&target_), 0x2501u) << "the other three bytes stay";
+}
+
+TEST_F(Context, UsbEntriesCountAsTheSerialPort) {
+    DC_AddUsbParams(&target_, 1, 1);
+    DC_AddUsbParams(&target_, 2, 2);
+    EXPECT_EQ(DC_GetCOMPort(&target_), 2);
+    DC_SetCOMParams(&target_, -1, 0);
+    DC_AddUsbParams(&target_, 3, 3);
+    EXPECT_EQ(DC_GetUsbListSize(&target_), -1) << "a list of no length takes nothing";
+}
+
+TEST_F(Context, EveryAddedReferenceIsCounted) {
+    EXPECT_EQ(target_.nRefCnt, 0u);
+    DC_AddDeviceRef(&target_);
+    DC_AddDeviceRef(&target_);
+    DC_AddDeviceRef(&target_);
+    EXPECT_EQ(target_.nRefCnt, 3u);
+    EXPECT_EQ(DC_ReleaseDeviceRef(&target_), 2u);
+    EXPECT_EQ(DC_IsOpen(&target_), 0) << "counting opens nothing";
 }
 
 TEST_F(Context, OpenFlagIsToggled) {
@@ -153,6 +197,28 @@ TEST_F(Context, ReleaseWithoutACloseOperationLeavesTheFlag) {
     DC_AddDeviceRef(&target_);
     EXPECT_EQ(DC_ReleaseDeviceRef(&target_), 0u);
     EXPECT_EQ(DC_IsOpen(&target_), 1);
+}
+
+TEST_F(Context, ReleaseTogglesTheFlagWhateverItWas) {
+    char device = 0;
+    DC_SetInterfaceOps(&target_, &closing_ops);
+    DC_SetDevice(&target_, &device);
+    DC_AddDeviceRef(&target_);
+    EXPECT_EQ(DC_ReleaseDeviceRef(&target_), 0u);
+    EXPECT_EQ(closed_handles, 1);
+    EXPECT_EQ(DC_IsOpen(&target_), 1) << "it was closed, so it is open now";
+}
+
+TEST_F(Context, AHandleStoredAnewIsClosedAlthoughAnotherStoodAtItsAddress) {
+    char device = 0;
+    for (int round = 1; round <= 3; ++round) {
+        DC_Init(&target_);
+        DC_SetInterfaceOps(&target_, &closing_ops);
+        DC_SetDevice(&target_, &device);
+        DC_AddDeviceRef(&target_);
+        EXPECT_EQ(DC_ReleaseDeviceRef(&target_), 0u);
+        EXPECT_EQ(closed_handles, round);
+    }
 }
 
 TEST_F(Context, AClosedHandleIsNotClosedAgain) {

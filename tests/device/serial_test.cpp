@@ -9,6 +9,7 @@
 
 #include "kit/child.h"
 #include "kit/conversation.h"
+#include "system_calls.h"
 
 namespace {
 
@@ -50,11 +51,32 @@ class Slave {
     int file_;
 };
 
+// The path that a port is opened by.
+std::string name_of(int index) {
+    system_calls::reset();
+    system_calls::refuse_opens();
+    EXPECT_EQ(GOpenCom(index, 9600), nullptr);
+    const auto opens = system_calls::opens();
+    system_calls::reset();
+    return opens.size() == 1 ? opens[0].path : "(" + std::to_string(opens.size()) + " opens)";
+}
+
+TEST(SerialNames, BeginWithFourPortsAndTwelveEmptySlots) {
+    // In a process of their own, where no other test has named a port.
+    EXPECT_EQ(name_of(0), "/dev/ttyS0");
+    EXPECT_EQ(name_of(1), "/dev/ttyS1");
+    EXPECT_EQ(name_of(2), "/dev/ttyS2");
+    EXPECT_EQ(name_of(3), "/dev/ttyS3");
+    for (int index = 4; index <= 15; ++index)
+        EXPECT_EQ(name_of(index), "") << index;
+}
+
 class Serial : public testing::Test {
   protected:
     void SetUp() override {
         GSetComName(3, line_.device().c_str());
         calls = 0;
+        system_calls::reset();
     }
 
     void* open_port(int baud = 9600) {
@@ -168,13 +190,59 @@ TEST_F(Serial, TerminalFunctionsHaveTheirNumbers) {
     EXPECT_EQ(GReSetTerm_Linux(file), -99);
 }
 
+TEST_F(Serial, PortIsOpenedForReadingAndWritingAndBlocks) {
+    void* handle = open_port();
+    ASSERT_EQ(system_calls::opens().size(), 1u);
+    EXPECT_EQ(system_calls::opens()[0].path, line_.device());
+    EXPECT_EQ(system_calls::opens()[0].flags & O_ACCMODE, O_RDWR);
+    EXPECT_EQ(system_calls::opens()[0].flags & O_NONBLOCK, 0);
+    EXPECT_EQ(fcntl(*static_cast<int*>(handle), F_GETFL) & O_NONBLOCK, 0);
+    GCloseCom(handle);
+}
+
+TEST_F(Serial, SettingsAreReadTwiceAndWrittenOncePendingOutputIsSent) {
+    void* handle = open_port();
+    EXPECT_EQ(system_calls::terminal_requests(),
+              (std::vector<unsigned long>{TCGETA, TCGETA, TCSETAW}));
+    system_calls::reset();
+    GCloseCom(handle);
+    EXPECT_EQ(system_calls::terminal_requests(), std::vector<unsigned long>{TCSETAW});
+}
+
+TEST_F(Serial, EachFailedStepOfTheSettingsHasItsNumber) {
+    const int file = open(line_.device().c_str(), O_RDWR | O_NOCTTY);
+    for (const auto& [step, number] : {std::pair{1, -2}, std::pair{2, -3}, std::pair{3, -4}}) {
+        system_calls::fail_ioctl(step);
+        EXPECT_EQ(GSetTerm_Linux(file, 9600), number);
+        system_calls::fail_ioctl(step);
+        EXPECT_EQ(GOpenCom(3, 9600), nullptr);
+    }
+    EXPECT_EQ(GSetTerm_Linux(file, 9600), 0);
+    system_calls::fail_ioctl(1);
+    EXPECT_EQ(GReSetTerm_Linux(file), -99);
+}
+
+TEST_F(Serial, AdapterPassesOnWhatClosingSays) {
+    void* handle = open_port();
+    system_calls::fail_ioctl(1);
+    EXPECT_EQ(COM_close(handle), -99);
+}
+
 TEST_F(Serial, DescriptorNoughtIsRestoredAndStaysOpen) {
     const kit::ChildEnd end = kit::run_in_child(5s, [&] {
         close(STDIN_FILENO);
         const int file = open(line_.device().c_str(), O_RDWR | O_NOCTTY);
-        if (file != STDIN_FILENO || GSetTerm_Linux(file, 9600) != 0 || GReSetTerm_Linux(file) != 0)
-            _exit(1);
-        _exit(fcntl(STDIN_FILENO, F_GETFD) == -1 ? 2 : 0);
+        termio before{};
+        termio raw{};
+        termio after{};
+        ioctl(file, TCGETA, &before);
+        if (file != STDIN_FILENO || GSetTerm_Linux(file, 1200) != 0) _exit(1);
+        ioctl(file, TCGETA, &raw);
+        if (GReSetTerm_Linux(file) != 0) _exit(2);
+        if (ioctl(STDIN_FILENO, TCGETA, &after) != 0) _exit(3);
+        const bool changed = raw.c_cflag != before.c_cflag && raw.c_lflag != before.c_lflag;
+        const bool restored = after.c_cflag == before.c_cflag && after.c_lflag == before.c_lflag;
+        _exit(changed && restored ? 0 : 4);
     });
     EXPECT_EQ(end.exit_status, 0);
 }
@@ -184,7 +252,13 @@ TEST(SerialNames, HaveSixteenSlots) {
     EXPECT_EQ(GSetComName(0, "/dev/x"), 0);
     EXPECT_EQ(GSetComName(16, "/dev/x"), -99);
     EXPECT_EQ(GSetComName(-1, "/dev/x"), -99);
-    EXPECT_EQ(GSetComName(7, std::string(500, 'x').c_str()), 0) << "cut";
+    EXPECT_EQ(name_of(15), "/dev/x");
+    EXPECT_EQ(GSetComName(7, std::string(63, 'x').c_str()), 0);
+    EXPECT_EQ(name_of(7), std::string(63, 'x'));
+    EXPECT_EQ(GSetComName(8, "/dev/eight"), 0);
+    EXPECT_EQ(GSetComName(7, std::string(500, 'y').c_str()), 0);
+    EXPECT_EQ(name_of(7), std::string(63, 'y')) << "cut";
+    EXPECT_EQ(name_of(8), "/dev/eight") << "not written over";
 }
 
 TEST(SerialNames, WithoutADeviceNothingOpens) {
@@ -235,12 +309,75 @@ TEST_F(Serial, ReadWaitsMicroseconds) {
     void* handle = open_port();
     unsigned char buffer[8] = {};
     EXPECT_EQ(GReadCom(handle, buffer, 8, 1000), 0);
-    EXPECT_EQ(GReadCom(handle, buffer, 8, -1), 0);
+    const auto begin = Clock::now();
+    EXPECT_EQ(GReadCom(handle, buffer, 8, 30'000), 0);
+    EXPECT_GE(Clock::now() - begin, 30ms);
+    EXPECT_LT(Clock::now() - begin, 5s);
+    EXPECT_EQ(GReadCom(handle, buffer, 8, -1), -1) << "no time that can be waited for";
     line_.send(hex("0A 0B"));
     EXPECT_EQ(GReadCom(handle, buffer, 8, 1'000'000), 2);
     EXPECT_EQ(buffer[1], 0x0B);
     GCloseCom(handle);
     EXPECT_EQ(GReadCom(nullptr, buffer, 8, 1000), -1);
+}
+
+TEST_F(Serial, ReadTakesNoMoreThanItsRoomAndLeavesTheRest) {
+    void* handle = open_port();
+    line_.send(hex("01 02 03 04 05"));
+    std::this_thread::sleep_for(5ms);
+    Bytes buffer(6, '#');
+    EXPECT_EQ(GReadCom(handle, buffer.data(), 2, 500'000), 2);
+    EXPECT_EQ(COM_read(handle, buffer.data() + 2, 2, 500'000, nullptr), 2);
+    EXPECT_EQ(COM_read(handle, buffer.data() + 4, 1, 500, never), 1) << "full, so at once";
+    EXPECT_EQ(buffer, kit::join({hex("01 02 03 04 05"), {'#'}}));
+    GCloseCom(handle);
+}
+
+TEST_F(Serial, DescriptorThatIsNotOpenFails) {
+    int cell = 999;
+    unsigned char buffer[8];
+    EXPECT_EQ(GReadCom(&cell, buffer, 8, 1000), -1);
+    EXPECT_EQ(COM_read(&cell, buffer, 8, 1000, nullptr), -1);
+    EXPECT_EQ(COM_read(&cell, buffer, 8, 1000, never), -1);
+    EXPECT_EQ(calls, 0);
+    EXPECT_EQ(GWriteCom(&cell, buffer, 8, 0), -1);
+    EXPECT_EQ(COM_write(&cell, buffer, 8, 0), -1);
+}
+
+TEST_F(Serial, AnErrorLosesWhatCame) {
+    static int file = -1;
+    void* handle = open_port();
+    file = *static_cast<int*>(handle);
+    line_.send(hex("01 02"));
+    const auto break_later = [](unsigned char*, unsigned length) {
+        if (length == 2) close(file);
+        return 0;
+    };
+    unsigned char buffer[8];
+    EXPECT_EQ(COM_read(handle, buffer, 8, 2000, break_later), -1);
+    EXPECT_EQ(GCloseCom(handle), -99);
+}
+
+TEST_F(Serial, ReadWithoutATestOf300ReturnsWithinMilliseconds) {
+    void* handle = open_port();
+    unsigned char buffer[8];
+    const auto begin = Clock::now();
+    EXPECT_EQ(COM_read(handle, buffer, 8, 300, nullptr), -62);
+    EXPECT_LT(Clock::now() - begin, 150ms);
+    GCloseCom(handle);
+}
+
+TEST_F(Serial, ReadWithoutATestDoesNotLookAtTheCancelFlag) {
+    void* handle = open_port();
+    std::jthread later([this] {
+        std::this_thread::sleep_for(20ms);
+        COMM_cancle();
+        std::this_thread::sleep_for(20ms);
+        line_.send(hex("0A"));
+    });
+    unsigned char buffer[8];
+    EXPECT_EQ(COM_read(handle, buffer, 8, 5'000'000, nullptr), 1);
+    GCloseCom(handle);
 }
 
 TEST_F(Serial, ReadWithoutATestTakesItsMillisecondsAsMicroseconds) {
@@ -303,6 +440,84 @@ TEST_F(Serial, TheTestIsAskedTwiceInEveryPassAlsoInEmptyOnes) {
     unsigned char buffer[16];
     EXPECT_EQ(COM_read(handle, buffer, sizeof buffer, 100, never), -62);
     EXPECT_EQ(calls, 200) << "one reading of the clock, 1 ms, a pass";
+    GCloseCom(handle);
+}
+
+TEST_F(Serial, TheSecondLookMayEndTheRead) {
+    void* handle = open_port();
+    const auto yes_when_asked_again = [](unsigned char*, unsigned) {
+        return ++calls % 2 == 0 ? 1 : 0;
+    };
+    line_.send(hex("01"));
+    std::this_thread::sleep_for(5ms);
+    unsigned char buffer[16];
+    EXPECT_EQ(COM_read(handle, buffer, sizeof buffer, 1000, yes_when_asked_again), 1);
+    EXPECT_EQ(calls, 2);
+    GCloseCom(handle);
+}
+
+TEST_F(Serial, BothLooksSeeTheWholeBufferAndTheSameTotal) {
+    static std::vector<unsigned> totals;
+    static const unsigned char* seen = nullptr;
+    totals.clear();
+    const auto note = [](unsigned char* received, unsigned length) {
+        totals.push_back(length);
+        seen = received;
+        return 0;
+    };
+    void* handle = open_port();
+    line_.send(hex("01 02 03"));
+    std::this_thread::sleep_for(5ms);
+    unsigned char buffer[3];
+    EXPECT_EQ(COM_read(handle, buffer, sizeof buffer, 1000, note), 3);
+    EXPECT_EQ(totals, (std::vector<unsigned>{3, 3}));
+    EXPECT_EQ(seen, buffer);
+    GCloseCom(handle);
+}
+
+TEST_F(Serial, TimeIsMeasuredBeforeTheTestIsAsked) {
+    static kit::FakeClock* slow = nullptr;
+    kit::FakeClock clock;
+    slow = &clock;
+    clock.tick(1ms);
+    const auto slow_test = [](unsigned char*, unsigned) {
+        ++calls;
+        slow->advance(600ms);
+        return 0;
+    };
+    void* handle = open_port();
+    unsigned char buffer[16];
+    EXPECT_EQ(COM_read(handle, buffer, sizeof buffer, 500, slow_test), -62);
+    EXPECT_EQ(calls, 4) << "two passes of two: a slow test shows one pass later";
+    GCloseCom(handle);
+}
+
+TEST_F(Serial, ReadWithoutALimitGoesOnUntilCancelled) {
+    kit::FakeClock clock;
+    clock.tick(1s);
+    const auto cancel_later = [](unsigned char*, unsigned) {
+        if (++calls == 2000) COMM_cancle();
+        return 0;
+    };
+    void* handle = open_port();
+    unsigned char buffer[16];
+    EXPECT_EQ(COM_read(handle, buffer, sizeof buffer, 0, cancel_later), -125);
+    EXPECT_EQ(calls, 2000) << "after a thousand seconds";
+    GCloseCom(handle);
+}
+
+TEST_F(Serial, CancelEndsOneReadAndOneRaisedBeforeIsLost) {
+    const auto cancel = [](unsigned char*, unsigned) {
+        COMM_cancle();
+        return 0;
+    };
+    void* handle = open_port();
+    line_.send(hex("AA"));
+    unsigned char buffer[16];
+    EXPECT_EQ(COM_read(handle, buffer, sizeof buffer, 1000, cancel), -125) << "whatever came";
+    EXPECT_EQ(COM_read(handle, buffer, sizeof buffer, 20, never), -62);
+    COMM_cancle();
+    EXPECT_EQ(COM_read(handle, buffer, sizeof buffer, 20, never), -62);
     GCloseCom(handle);
 }
 
