@@ -158,10 +158,151 @@ TEST_P(Escape, ArgumentsAreCheckedBeforeOpening) {
     EXPECT_EQ(DC_GetInterfaceOps(&context), nullptr);
 }
 
+TEST_P(Escape, TraceShowsTheCommandUpToItsFirstZero) {
+    desk_->expect_silence(1, hex("1B 41 00 42"));
+    EXPECT_EQ(send_l(hex("1B 41 00 42"), 256, 0).result, 4);
+    EXPECT_EQ(log_.messages(), std::vector<std::string>{"Info:Send Cmd: \x1B"
+                                                        "A\r\n"});
+}
+
+TEST_P(Escape, TraceOfAnUnknownMarkShowsZeros) {
+    desk_->expect_silence(1, hex("1B 5D 31"));
+    send_c(hex("1B 5D 31"), 256, "?");
+    EXPECT_EQ(log_.messages(), (std::vector<std::string>{"Info:Send Cmd: \x1B]1\r\n",
+                                                         "Info:Read Pack(len=3): 000000\r\n"}));
+}
+
+TEST_P(Escape, MarksAreComparedAsWholeTexts) {
+    for (const char* mark : {"", "\x3F", "\x3F\x1C\x41", "rp", "rp/", "rp/qq", "RP/Q"}) {
+        desk_->expect_silence(1, hex("1B 5D"));
+        EXPECT_EQ(send_c(hex("1B 5D"), 256, mark).result, 2) << mark;
+    }
+}
+
+TEST_P(Escape, ReplyMayFillTheRoom) {
+    desk_->expect(1, hex("1B 24"), hex("42 00"));
+    const Reply reply = send_l(hex("1B 24"), 2, 2, patience());
+    EXPECT_EQ(reply.result, 2);
+    EXPECT_EQ(Bytes(reply.out.begin(), reply.out.begin() + 3), hex("42 00 23"));
+    // On HID the filler of the report counts.
+    const int size = GetParam() == Link::hid ? 62 : 4;
+    desk_->expect(1, hex("1B 5D"), hex("1B 73 3F 1C"));
+    EXPECT_EQ(send_c(hex("1B 5D"), size, read_mark).result, size);
+    desk_->expect(1, hex("1B 5D"), hex("1B 73 3F 1C"));
+    EXPECT_EQ(send_c(hex("1B 5D"), size - 1, read_mark).result, -22);
+}
+
+TEST_P(Escape, ReplyWithoutAnEndStopsAt1024Bytes) {
+    desk_->expect(1, hex("1B 5D"), Bytes(1100, 0x31));
+    const Reply reply = send_c(hex("1B 5D"), 2048, read_mark);
+    EXPECT_EQ(reply.result, 1024);
+    EXPECT_EQ(Bytes(reply.out.begin(), reply.out.begin() + 1024), Bytes(1024, 0x31));
+    EXPECT_EQ(reply.out[1024], '#');
+    EXPECT_EQ(log_.messages().back(), [] {
+        std::string line = "Info:Read Pack(len=1024): ";
+        for (int i = 0; i < 1024; ++i)
+            line += "31";
+        return line + "\r\n";
+    }());
+}
+
+TEST_P(Escape, AnOpenDeviceStaysOpen) {
+    ASSERT_EQ(COMM_Open(&context), 0);
+    desk_->expect_silence(1, hex("1B 53"));
+    EXPECT_EQ(send_l(hex("1B 53"), 256, 0).result, 2);
+    desk_->expect(1, hex("1B 5D"), hex("3F 1C"));
+    EXPECT_GE(send_c(hex("1B 5D"), 256, read_mark).result, 2);
+    EXPECT_EQ(context.nRefCnt, 1u);
+    EXPECT_EQ(DC_IsOpen(&context), 1);
+    COMM_Close(&context);
+}
+
 TEST_P(Escape, OpenFailureIsReturned) {
     DC_Init(&context);
     EXPECT_EQ(send_l(hex("1B 53"), 256, 0).result, -19);
     EXPECT_EQ(send_c(hex("1B 53"), 256, read_mark).result, -19);
+    EXPECT_TRUE(log_.messages().empty());
+    unsigned char out[4];
+    EXPECT_EQ(RAWL_SendCmd(nullptr, hex("1B 53").data(), 2, out, 4, 0, 1), -19);
+    EXPECT_EQ(RAWC_SendCmd(nullptr, hex("1B 53").data(), 2, out, 4, read_mark, 1), -19);
+}
+
+// What goes wrong on a USB bus, with the clock in the test's hand.
+class EscapeOnABadBus : public testing::Test {
+  protected:
+    EscapeOnABadBus() { kit::prepare_hid(&context); }
+
+    kit::ConfigFile config_;
+    kit::LogFile log_;
+    kit::FakeClock clock_;
+    kit::ScriptedHid reader_{&clock_};
+};
+
+TEST_F(EscapeOnABadBus, ShortWriteIsReturnedAndNothingRead) {
+    const Bytes command(130, 0x31);
+    clock_.tick(std::chrono::milliseconds(60));
+    reader_.expect(1, Bytes(62, 0x31), hex("42 00"));
+    const Reply reply = send_l(command, 256, 2, 100);
+    EXPECT_EQ(reply.result, 62);
+    EXPECT_EQ(reply.out[0], '#');
+    EXPECT_EQ(log_.messages().size(), 1u) << "no trace of a read";
+    EXPECT_EQ(context.nRefCnt, 0u);
+    reader_.expect(1, Bytes(62, 0x31), hex("3F 1C"));
+    EXPECT_EQ(send_c(command, 256, read_mark, 100).result, 62);
+    reader_.expect_silence(1, command);
+    EXPECT_EQ(send_c(command, 256, "?", 0).result, 130) << "without a limit all goes out";
+}
+
+TEST_F(EscapeOnABadBus, ReadErrorIsReturned) {
+    reader_.break_with(-5);
+    const Reply known = send_l(hex("1B 24 42 30"), 256, 2);
+    EXPECT_EQ(known.result, -5) << "as the bus gave it";
+    EXPECT_EQ(known.out[0], '#');
+    EXPECT_EQ(log_.messages().back(), "Info:Read Pack(len=0): \r\n");
+    const Reply until = send_c(hex("1B 5D"), 256, read_mark);
+    EXPECT_EQ(until.result, -1) << "a read with an end test knows one error";
+    EXPECT_EQ(until.out[0], '#');
+    EXPECT_EQ(context.nRefCnt, 0u);
+    EXPECT_EQ(DC_IsOpen(&context), 0);
+}
+
+TEST_F(EscapeOnABadBus, TimeLimitGoesDownAsItIs) {
+    auto begin = clock_.monotonic_ms();
+    reader_.expect_silence(1, hex("1B 24"));
+    EXPECT_EQ(send_l(hex("1B 24"), 256, 2, 1234).result, -62);
+    EXPECT_EQ(clock_.monotonic_ms() - begin, 1234u);
+    begin = clock_.monotonic_ms();
+    reader_.expect_silence(1, hex("1B 5D"));
+    EXPECT_EQ(send_c(hex("1B 5D"), 256, read_mark, 1230).result, -62);
+    EXPECT_EQ(clock_.monotonic_ms() - begin, 1230u);
+}
+
+TEST_F(EscapeOnABadBus, ModeIdIsSetEvenIfTheReaderIsGone) {
+    kit::hid_bus::unplug(reader_);
+    EXPECT_EQ(send_l(hex("1B 53"), 256, 0).result, -2);
+    EXPECT_EQ(DC_GetModeId(&context), 1);
+    EXPECT_EQ(context.nRefCnt, 0u);
+}
+
+TEST_F(EscapeOnABadBus, RefusedArgumentsLeaveTheModeId) {
+    EXPECT_EQ(send_l(hex("1B 53"), 1, 2).result, -22);
+    EXPECT_EQ(DC_GetModeId(&context), 0);
+    EXPECT_TRUE(reader_.reports().empty());
+}
+
+TEST(EscapeOnALostLine, WriteErrorIsReturned) {
+    const kit::ConfigFile config;
+    const kit::LogFile log;
+    auto line = std::make_unique<kit::ScriptedSerial>();
+    kit::prepare_serial(&context, *line);
+    ASSERT_EQ(COMM_Open(&context), 0);
+    line.reset();
+    EXPECT_EQ(send_l(hex("1B 24"), 256, 2).result, -1);
+    EXPECT_EQ(send_c(hex("1B 5D"), 256, read_mark).result, -1);
+    EXPECT_EQ(log.messages(),
+              (std::vector<std::string>{"Info:Send Cmd: \x1B$\r\n", "Info:Send Cmd: \x1B]\r\n"}));
+    EXPECT_EQ(context.nRefCnt, 1u);
+    COMM_Close(&context);
 }
 
 TEST(EscapeModeId, IsOneUnlessDevtypeSaysOtherwise) {

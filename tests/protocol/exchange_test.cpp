@@ -1,4 +1,6 @@
 // Whole exchanges in both frames over both links.
+#include "protocol/exchange.h"
+
 #include <deskreader.h>
 
 #include "kit/conversation.h"
@@ -121,6 +123,85 @@ TEST_P(Frames, RoomIsHeldAgainstTheLengthOfTheText) {
     EXPECT_EQ(send(Union_SendCmd, hex("D1"), 11).result, -22);
 }
 
+TEST_P(Frames, RoomForTheTextIsEnoughInTheUnionFrameToo) {
+    desk_->expect(2, union_wire("0001=1=1"), union_wire("0003112233"));
+    EXPECT_EQ(send(Union_SendCmd, hex("D1"), 12).result, 3);
+    desk_->expect(2, union_wire("0001=1=1"), union_wire("0003112233"));
+    EXPECT_EQ(send(Union_SendCmd, hex("D1"), 2).result, -22) << "shorter than the reply itself";
+    desk_->expect(2, ic_wire("6001D1B0"), ic_wire("6003009000F3"));
+    EXPECT_EQ(send(VexoIc_SendCmd, hex("D1"), 2).result, -22);
+}
+
+TEST_P(Frames, LongReplyComesBehindAZeroByteAndLosesItsLast) {
+    Bytes data(257);
+    for (std::size_t i = 0; i < data.size(); ++i)
+        data[i] = static_cast<std::uint8_t>(0x10 + i % 16);
+    const Bytes body = kit::join({hex("60 FF B2"), data, hex("00")});
+    const Bytes answer = ic_wire(kit::to_hex(body).c_str());
+    ASSERT_EQ(answer.size(), 523u);
+    desk_->expect(2, ic_wire("6001D1B0"), answer);
+    const Exchange exchange = send(VexoIc_SendCmd, hex("D1"), 523, 1000);
+    EXPECT_EQ(exchange.result, 257);
+    EXPECT_EQ(exchange.reply, kit::join({hex("00"), Bytes(data.begin(), data.begin() + 256)}));
+    desk_->expect(2, ic_wire("6001D1B0"), answer);
+    EXPECT_EQ(send(VexoIc_SendCmd, hex("D1"), 522, 1000).result, -22);
+}
+
+TEST_P(Frames, ReplyWithoutAnEndIsMalformed) {
+    desk_->expect(2, ic_wire("6001D1B0"), kit::join({ascii("60"), Bytes(2100, '1')}));
+    EXPECT_EQ(send(VexoIc_SendCmd, hex("D1"), 4096, 1000).result, -74);
+    desk_->expect(2, union_wire("0001=1=1"), kit::join({{0x02}, Bytes(2100, '1')}));
+    EXPECT_EQ(send(Union_SendCmd, hex("D1"), 4096, 1000).result, -74);
+    EXPECT_EQ(context.nRefCnt, 0u);
+}
+
+TEST_P(Frames, ReplyMayEndWithTheLastByteOfTheBuffer) {
+    const Bytes ic = kit::join({ascii("6003009000"), Bytes(2037, '0'), {0x03}});
+    ASSERT_EQ(ic.size(), 2048u);
+    desk_->expect(2, ic_wire("6001D1B0"), ic);
+    EXPECT_EQ(send(VexoIc_SendCmd, hex("D1"), 4096, 1000).reply, hex("00 90 00"));
+    desk_->expect(2, ic_wire("6001D1B0"), ic);
+    EXPECT_EQ(send(VexoIc_SendCmd, hex("D1"), 2047, 1000).result, -22);
+}
+
+TEST_P(Frames, UnionReplyOfNoBytesIsNought) {
+    desk_->expect(2, union_wire("0001=1=1"), union_wire("000000"));
+    EXPECT_EQ(send(Union_SendCmd, hex("D1")).result, 0);
+}
+
+TEST_P(Frames, UnionReplyCountsLowNibblesAndNoCheckByte) {
+    desk_->expect(2, union_wire("0001=1=1"), union_wire("@@@DPPPPsKc@Zz"));
+    EXPECT_EQ(send(Union_SendCmd, hex("D1")).reply, hex("00 00 3B 30"));
+}
+
+TEST_P(Frames, UnionReplyLongerThanTheRoomIsRefused) {
+    desk_->expect(2, union_wire("0001=1=1"), union_wire("?\?\?\?00"));
+    EXPECT_EQ(send(Union_SendCmd, hex("D1"), 4096).result, -22);
+}
+
+TEST_P(Frames, LongestUnionCommandFillsItsFrame) {
+    // 1020 bytes are 03FC; their XOR is nought.
+    const Bytes frame = kit::join({{0x02}, ascii("03?<"), Bytes(2042, '0'), {0x03}});
+    ASSERT_EQ(frame.size(), 2048u);
+    desk_->expect(2, frame, union_wire("0002000000"));
+    EXPECT_EQ(send(Union_SendCmd, Bytes(1020, 0x00), 256, 5000).result, 2);
+}
+
+TEST_P(Frames, CommandThatFitsNoFrameIsNotSent) {
+    EXPECT_EQ(send(Union_SendCmd, Bytes(1021, 0x41), 4096).result, -22);
+    EXPECT_EQ(log_.messages(), std::vector<std::string>{"Info:Cmd: " + std::string(1021, 'A') +
+                                                        ", CmdSize = 1021\r\n"});
+    EXPECT_EQ(DC_IsOpen(&context), 0);
+}
+
+TEST_P(Frames, RefusedCommandsLeaveTheContextAlone) {
+    const unsigned char mode_before = DC_GetModeId(&context);
+    EXPECT_EQ(send(VexoIc_SendCmd, Bytes(256, 0x00)).result, -22);
+    EXPECT_EQ(DC_GetInterfaceOps(&context), nullptr);
+    EXPECT_EQ(DC_GetModeId(&context), mode_before);
+    EXPECT_TRUE(log_.messages().empty());
+}
+
 TEST_P(Frames, LongestCommands) {
     const Bytes command(255, 0x00);
     Bytes body = {0x60, 0xFF};
@@ -179,6 +260,115 @@ TEST_P(Frames, TracesCostNothingWhenOff) {
     EXPECT_TRUE(log_.messages().empty());
 }
 
+// What goes wrong on a USB bus, with the clock in the test's hand.
+class FramesOnABadBus : public testing::Test {
+  protected:
+    FramesOnABadBus() { kit::prepare_hid(&context); }
+
+    kit::ConfigFile config_;
+    kit::LogFile log_;
+    kit::FakeClock clock_;
+    kit::ScriptedHid reader_{&clock_};
+};
+
+TEST_F(FramesOnABadBus, ReadErrorIsAMalformedReply) {
+    reader_.break_with(-1);
+    EXPECT_EQ(send(VexoIc_SendCmd, hex("E1 01")).result, -74);
+    EXPECT_EQ(send(Union_SendCmd, hex("D1")).result, -74);
+    EXPECT_TRUE(log_.has("Info:Read Pack(len=11): 0000000000000000000000\r\n"));
+    EXPECT_TRUE(log_.has("Info:Read Pack(len=10): 00000000000000000000\r\n"));
+    EXPECT_EQ(context.nRefCnt, 0u);
+    EXPECT_EQ(DC_IsOpen(&context), 0);
+}
+
+TEST_F(FramesOnABadBus, TimeLimitGoesDownAsItIs) {
+    const auto begin = clock_.monotonic_ms();
+    reader_.expect_silence(2, ic_wire("6001D1B0"));
+    EXPECT_EQ(send(VexoIc_SendCmd, hex("D1"), 256, 1230).result, -74);
+    EXPECT_EQ(clock_.monotonic_ms() - begin, 1230u);
+    reader_.expect_silence(2, union_wire("0001=1=1"));
+    EXPECT_EQ(send(Union_SendCmd, hex("D1"), 256, 2340).result, -74);
+    EXPECT_EQ(clock_.monotonic_ms() - begin, 1230u + 2340u);
+}
+
+TEST_F(FramesOnABadBus, ShortWriteIsReturnedAndNothingRead) {
+    clock_.tick(std::chrono::milliseconds(60));
+    const Bytes command(60, 0x00);
+    Bytes frame = ascii("603C");
+    frame.resize(62, '0');
+    reader_.expect(2, frame, ic_wire("6003009000F3"));
+    EXPECT_EQ(send(VexoIc_SendCmd, command, 4096, 100).result, 62);
+    EXPECT_EQ(log_.messages().size(), 1u) << "no trace of a read";
+    EXPECT_EQ(context.nRefCnt, 0u);
+    frame = kit::join({{0x02}, ascii("003<")});
+    frame.resize(62, '0');
+    reader_.expect(2, frame, union_wire("0002000000"));
+    EXPECT_EQ(send(Union_SendCmd, command, 4096, 100).result, 62);
+    EXPECT_EQ(log_.messages().size(), 3u);
+}
+
+TEST_F(FramesOnABadBus, ModeIdIsSetEvenIfTheReaderIsGone) {
+    kit::hid_bus::unplug(reader_);
+    EXPECT_EQ(send(VexoIc_SendCmd, hex("D1")).result, -2);
+    EXPECT_EQ(DC_GetModeId(&context), 2);
+    EXPECT_EQ(context.nRefCnt, 0u);
+    EXPECT_TRUE(log_.messages().empty());
+}
+
+// A reader at which the host cancels while it waits.
+class Cancelling final : public kit::HidDevice {
+  public:
+    Cancelling() { kit::hid_bus::plug(*this); }
+    ~Cancelling() override { kit::hid_bus::unplug(*this); }
+
+    int write(std::span<const std::uint8_t> report) override {
+        return static_cast<int>(report.size());
+    }
+    int read(std::span<std::uint8_t>, int) override {
+        ++reads;
+        COMM_cancle();
+        return 0;
+    }
+
+    int reads = 0;
+};
+
+TEST(FrameCancel, IsAMalformedReplyToo) {
+    const kit::ConfigFile config;
+    for (const Send function : {VexoIc_SendCmd, Union_SendCmd}) {
+        Cancelling reader;
+        kit::prepare_hid(&context);
+        EXPECT_EQ(send(function, hex("D1"), 256, 60'000).result, -74);
+        EXPECT_EQ(reader.reads, 1);
+        EXPECT_EQ(DC_IsOpen(&context), 0);
+    }
+}
+
+TEST(FramesOnALostLine, WriteErrorIsReturned) {
+    const kit::ConfigFile config;
+    auto line = std::make_unique<kit::ScriptedSerial>();
+    kit::prepare_serial(&context, *line);
+    ASSERT_EQ(COMM_Open(&context), 0);
+    line.reset();
+    EXPECT_EQ(send(VexoIc_SendCmd, hex("D1")).result, -1);
+    EXPECT_EQ(send(Union_SendCmd, hex("D1")).result, -1);
+    EXPECT_EQ(context.nRefCnt, 1u);
+    COMM_Close(&context);
+}
+
+TEST(FrameEnd, IsAny03AmongTheBytesThatCame) {
+    const auto ask = [](const char* text, unsigned length) {
+        Bytes bytes = hex(text);
+        return deskreader::protocol::has_frame_end(bytes.data(), length);
+    };
+    EXPECT_EQ(ask("03", 1), 1);
+    EXPECT_EQ(ask("36 30 03", 3), 1);
+    EXPECT_EQ(ask("36 03 30", 3), 1);
+    EXPECT_EQ(ask("36 30 03", 2), 0) << "what stands behind them does not count";
+    EXPECT_EQ(ask("36 30 33", 3), 0) << "the digit is none";
+    EXPECT_EQ(ask("03", 0), 0);
+}
+
 class ModeId : public testing::Test {
   protected:
     kit::ScriptedDesk desk_{Link::hid};
@@ -214,6 +404,20 @@ TEST(FrameTraces, ShowWhatWasSentAndRead) {
     EXPECT_EQ(log.messages(), (std::vector<std::string>{
                                   "Info:Send szPackage: 363030314431423003\r\n",
                                   "Info:Read Pack(len=13): 36303033303039303030463303\r\n",
+                              }));
+}
+
+TEST(FrameTraces, OfTheUnionFrameBeginWithTheCommandAsText) {
+    const kit::ConfigFile config;
+    const kit::LogFile log;
+    kit::ScriptedDesk desk(Link::serial);
+    desk->expect(0, union_wire("0002003131"), union_wire("000400003;003;"));
+    send(Union_SendCmd, hex("00 31"));
+    EXPECT_EQ(log.messages(), (std::vector<std::string>{
+                                  "Info:Cmd: , CmdSize = 2\r\n",
+                                  "Info:Send szPackage: 023030303230303331333103\r\n",
+                                  "Info:Read Pack(len=16): 0230303034303030303"
+                                  "33B3030333B03\r\n",
                               }));
 }
 

@@ -25,12 +25,24 @@ TEST(IcFrameBuild, TakesUpTo255Bytes) {
     const FrameResult result = run(ic_frame::build, Bytes(255, 0x11), 1024);
     EXPECT_EQ(result.number, 517);
     EXPECT_EQ(Bytes(result.bytes.begin(), result.bytes.begin() + 6), ascii("60FF11"));
+    EXPECT_EQ(Bytes(result.bytes.begin() + 512, result.bytes.begin() + 518),
+              kit::join({ascii("118E"), {0x03}, {'#'}}));
+}
+
+TEST(IcFrameBuild, WritesTheLowByteOfALongerLength) {
+    const FrameResult result = run(ic_frame::build, Bytes(300, 0x00), 1024);
+    EXPECT_EQ(result.number, 607);
+    EXPECT_EQ(Bytes(result.bytes.begin(), result.bytes.begin() + 6), ascii("602C00"));
+    EXPECT_EQ(Bytes(result.bytes.begin() + 604, result.bytes.begin() + 607),
+              kit::join({ascii("4C"), {0x03}}));
 }
 
 TEST(IcFrameBuild, RefusesWhatDoesNotFit) {
     EXPECT_EQ(run(ic_frame::build, hex("E1 01"), 10).number, -22);
     EXPECT_EQ(run(ic_frame::build, hex("E1 01"), 11).number, 11);
+    EXPECT_EQ(run(ic_frame::build, Bytes(508, 0x11), 1024).number, 1023);
     EXPECT_EQ(run(ic_frame::build, Bytes(509, 0x11), 1024).number, -22);
+    EXPECT_EQ(run(ic_frame::build, Bytes(1021, 0x11), 4096).number, 2049);
     EXPECT_EQ(run(ic_frame::build, Bytes(1022, 0x11), 4096).number, -22);
 }
 
@@ -59,6 +71,7 @@ TEST(IcFrameTrim, WithoutALeadLeavesItsOutput) {
 TEST(IcFrameTrim, EndsWithTheInputOrTheRoom) {
     EXPECT_EQ(first(run(ic_frame::trim, ascii("6012"), 2048)), ascii("6012"));
     EXPECT_EQ(first(run(ic_frame::trim, wire("601234"), 4)), ascii("6012"));
+    EXPECT_EQ(run(ic_frame::trim, wire("601234"), 0).number, 0);
 }
 
 TEST(IcFrameTrim, TakesAnEarlierEndForNoise) {
@@ -114,6 +127,32 @@ TEST(IcFrameParse, LongReplyIsCountedInSignedArithmetic) {
     EXPECT_EQ(run(ic_frame::parse, wire("60FFFF"), 1024).number, 334);
     EXPECT_EQ(run(ic_frame::parse, wire("60FF00"), 1024).number, 79);
     EXPECT_EQ(run(ic_frame::parse, wire("60FF"), 1024).number, 79);
+}
+
+TEST(IcFrameParse, EveryThirdByteOfALongReplyGivesItsLength) {
+    for (std::size_t third = 0; third <= 0xFF; ++third) {
+        const Bytes head = {0x60, 0xFF, static_cast<std::uint8_t>(third)};
+        const Bytes frame = wire(kit::to_hex(head).c_str());
+        const std::size_t length = 0xFF + third - 0xB0;
+        EXPECT_EQ(run(ic_frame::parse, frame, length).number, static_cast<int>(length));
+        EXPECT_EQ(run(ic_frame::parse, frame, length - 1).number, -22);
+    }
+}
+
+TEST(IcFrameParse, EveryLengthNeedsItsRoom) {
+    for (std::size_t length = 1; length < 0xFF; ++length) {
+        const Bytes head = {0x60, static_cast<std::uint8_t>(length), 0xA5};
+        const Bytes frame = wire(kit::to_hex(head).c_str());
+        const FrameResult exact = run(ic_frame::parse, frame, length);
+        EXPECT_EQ(exact.number, static_cast<int>(length));
+        EXPECT_EQ(exact.bytes[0], 0xA5);
+        EXPECT_EQ(run(ic_frame::parse, frame, length - 1).number, -22);
+    }
+}
+
+TEST(IcFrameParse, TextBeyondTheDecodedBufferIsLeftOut) {
+    const Bytes frame = kit::join({ascii("6003"), Bytes(9000, '7'), {0x03}});
+    EXPECT_EQ(first(run(ic_frame::parse, frame, 256)), hex("77 77 77"));
 }
 
 TEST(IcFrameParse, LongReplyStaysWithinTheRoom) {

@@ -31,9 +31,16 @@ TEST(UnionFrameBuild, TakesWhatFits) {
     EXPECT_EQ(run(union_frame::build, Bytes(300, 0x11), 2048).number, 608);
     EXPECT_EQ(run(union_frame::build, Bytes(1020, 0x11), 2048).number, 2048);
     EXPECT_EQ(run(union_frame::build, Bytes(1021, 0x11), 2048).number, -22);
+    EXPECT_EQ(run(union_frame::build, Bytes(2045, 0x11), 8192).number, 4098);
     EXPECT_EQ(run(union_frame::build, Bytes(2046, 0x11), 8192).number, -22);
     EXPECT_EQ(run(union_frame::build, hex("AB"), 9).number, -22);
     EXPECT_EQ(run(union_frame::build, hex("AB"), 10).number, 10);
+}
+
+TEST(UnionFrameBuild, ChecksTheCommandAloneAndNotItsLength) {
+    EXPECT_EQ(first(run(union_frame::build, hex("0F F0"), 2048)), wire("00020?\?0?\?"));
+    EXPECT_EQ(first(run(union_frame::build, hex("12 34 56 78 9A BC DE F0"), 2048)),
+              wire("0008123456789:;<=>?000"));
 }
 
 TEST(UnionFrameTrim, RunsFromTheFirstBeginningToTheNextEnd) {
@@ -58,6 +65,21 @@ TEST(UnionFrameParse, GivesTheReply) {
 
 TEST(UnionFrameParse, CountsLowNibblesOnly) {
     EXPECT_EQ(first(run(union_frame::parse, wire("@@@BAKCd"), 256)), hex("1B 34"));
+}
+
+TEST(UnionFrameParse, AnOddCharacterIsHalfAByteAndDropped) {
+    EXPECT_EQ(first(run(union_frame::parse, wire("0001AB5"), 256)), hex("12"));
+    EXPECT_EQ(first(run(union_frame::parse, wire("0002AB5"), 256)), hex("12 00"));
+}
+
+TEST(UnionFrameParse, ControlBytesInsideAreCharactersToo) {
+    const Bytes frame = kit::join({{0x02}, ascii("0001"), hex("02 03"), {0x03}});
+    EXPECT_EQ(first(run(union_frame::parse, frame, 256)), hex("23"));
+}
+
+TEST(UnionFrameParse, TextBeyondTheJoinedBufferIsLeftOut) {
+    const Bytes frame = kit::join({{0x02}, ascii("0003"), Bytes(9000, '7'), {0x03}});
+    EXPECT_EQ(first(run(union_frame::parse, frame, 256)), hex("77 77 77"));
 }
 
 TEST(UnionFrameParse, DoesNotVerifyTheCheckByte) {
