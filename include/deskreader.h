@@ -992,6 +992,30 @@ DESKREADER_API int RD_ICGetInfo(int iSlot, const char* szTagList, int iReserved,
 DESKREADER_API int RD_ICGetDetail(int iSlot, int iReserved, char* szOut, int iTimeout);
 DESKREADER_API int RD_ICGetCircllog(int iSlot, int iReserved, char* szOut, int iTimeout);
 
+/* The last application's identifier and records, for the completion: six decimal digits with the
+ * length of what follows, tag 4F with the identifier, the records, a zero. */
+DESKREADER_API extern unsigned char g_IccAppData[8000];
+
+/* The first half of an online transaction. szTxData holds fields as above (letter, three digits,
+ * value), each optional: P amount, Q other amount, R currency, T type (hexadecimal), S date, U time
+ * (decimal), V merchant name (20 bytes); what is shorter gets zeros in front, what is longer keeps
+ * its end. They go into g_szTxData, where an absent field leaves what an earlier transaction left.
+ * Gives the data for the issuer as hexadecimal text of data objects (9F26 9F27 9F10 9F37 9F36 95 9A
+ * 9C 9F02 5F2A 82 9F1A 9F03), at most iOutSize characters, terminated if there is room: provide
+ * 2400. *pnIcType is the kind of card.
+ *
+ * The card stays powered after success. -1007 for a text that is empty or longer than 1024
+ * characters, or for a field with other characters; -4105 without CDOL1, -4107 when the card gives
+ * no cryptogram. A card that answers GENERATE AC in format 2 gives an empty cryptogram: zeros in
+ * 9F26, 9F27 and 9F36. */
+DESKREADER_API int RD_ICGenARQC(int iSlot, const char* szTxData, int iOutSize, char* szOut,
+                                int* pnIcType, int iTimeout);
+
+/* The data objects of that reply from what GENERATE AC answered: objects with tag 9F26, or the
+ * fixed layout of format 1 (zeros for what a shorter one lacks). Provide 1200 bytes. Returns 0. */
+DESKREADER_API int PBOC_BuildARQCBack(const unsigned char* szAcData, int iAcLen,
+                                      unsigned char* szOut, int* pnOutLen);
+
 /* ==== API: social security cards ============================================================== */
 
 /* The card's thirteen basic elements with "|" between them, appended to the text in szOut, which

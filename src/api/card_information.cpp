@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <span>
 #include <string_view>
 
 #include "api/payment_flow.h"
@@ -22,9 +23,9 @@ enum class Source { records, get_data };
 
 enum class Form {
     hex,
-    hex_to_first_f,   // pad nibbles removed
-    track_2,          // the same, with '=' for every D
-    bytes,            // as the card has them
+    hex_to_first_f,  // pad nibbles removed
+    track_2,         // the same, with '=' for every D
+    bytes,           // as the card has them
 };
 
 struct Field {
@@ -39,20 +40,20 @@ struct Field {
 
 // In the order of the record, whatever the order of the request.
 constexpr Field fields[] = {
-    {'A', {0x5A}, 1, Source::records, Form::hex_to_first_f},   // application PAN
-    {'B', {0x5F, 0x20}, 2, Source::records, Form::bytes},      // cardholder name
-    {'C', {0x9F, 0x62}, 2, Source::records, Form::hex},        // cardholder ID type
-    {'D', {0x9F, 0x61}, 2, Source::records, Form::bytes},      // cardholder ID number
-    {'E', {0x57}, 1, Source::records, Form::track_2},          // track 2 equivalent data
-    {'F', {0x9F, 0x1F}, 2, Source::records, Form::hex},        // track 1 discretionary data
-    {'G', {0x9F, 0x79}, 2, Source::get_data, Form::hex},       // e-cash balance
-    {'H', {0x9F, 0x77}, 2, Source::get_data, Form::hex},       // e-cash balance limit
-    {'I', {0x5F, 0x24}, 2, Source::records, Form::hex},        // application expiry date
-    {'J', {0x5F, 0x34}, 2, Source::records, Form::hex},        // PAN sequence number
-    {'K', {0x9F, 0x6D}, 2, Source::get_data, Form::hex},       // e-cash reset threshold
-    {'L', {0x9F, 0x78}, 2, Source::get_data, Form::hex},       // e-cash single transaction limit
-    {'M', {0x5F, 0x25}, 2, Source::records, Form::hex},        // application effective date
-    {'N', {0x9F, 0x63}, 2, Source::records, Form::bytes},      // product identification information
+    {'A', {0x5A}, 1, Source::records, Form::hex_to_first_f},  // application PAN
+    {'B', {0x5F, 0x20}, 2, Source::records, Form::bytes},     // cardholder name
+    {'C', {0x9F, 0x62}, 2, Source::records, Form::hex},       // cardholder ID type
+    {'D', {0x9F, 0x61}, 2, Source::records, Form::bytes},     // cardholder ID number
+    {'E', {0x57}, 1, Source::records, Form::track_2},         // track 2 equivalent data
+    {'F', {0x9F, 0x1F}, 2, Source::records, Form::hex},       // track 1 discretionary data
+    {'G', {0x9F, 0x79}, 2, Source::get_data, Form::hex},      // e-cash balance
+    {'H', {0x9F, 0x77}, 2, Source::get_data, Form::hex},      // e-cash balance limit
+    {'I', {0x5F, 0x24}, 2, Source::records, Form::hex},       // application expiry date
+    {'J', {0x5F, 0x34}, 2, Source::records, Form::hex},       // PAN sequence number
+    {'K', {0x9F, 0x6D}, 2, Source::get_data, Form::hex},      // e-cash reset threshold
+    {'L', {0x9F, 0x78}, 2, Source::get_data, Form::hex},      // e-cash single transaction limit
+    {'M', {0x5F, 0x25}, 2, Source::records, Form::hex},       // application effective date
+    {'N', {0x9F, 0x63}, 2, Source::records, Form::bytes},     // product identification information
 };
 
 constexpr std::uint8_t tag_format_2[] = {0x77};
@@ -70,7 +71,7 @@ class FieldText {
         }
         size_ = text::to_hex(value, text_);
         if (form == Form::hex) return;
-        if (form == Form::track_2) std::replace(text_.begin(), text_.begin() + static_cast<std::ptrdiff_t>(size_), 'D', '=');
+        if (form == Form::track_2) std::ranges::replace(std::span(text_).first(size_), 'D', '=');
         size_ = std::min(size_, view().find('F'));
     }
 
@@ -81,13 +82,15 @@ class FieldText {
     std::size_t size_ = 0;
 };
 
-void add_field(api::TextRecord<max_record>& record, const Field& field, Bytes application_data, int slot) noexcept {
+void add_field(api::TextRecord<max_record>& record, const Field& field, Bytes application_data,
+               int slot) noexcept {
     std::array<unsigned char, 512> answer;
     int length = 0;
     Bytes value;
     if (field.source == Source::records) {
         value = tlv::find_value(application_data, field.tag_bytes()).value_or(Bytes{});
-    } else if (PBOC_GetData(&context, slot, field.tag, static_cast<int>(field.tag_size), answer.data(), &length) == status::ok) {
+    } else if (PBOC_GetData(&context, slot, field.tag, static_cast<int>(field.tag_size),
+                            answer.data(), &length) == status::ok) {
         value = std::span(answer).first(static_cast<std::size_t>(length));
     }
     record.add(field.letter, FieldText(value, field.form).view());
@@ -101,7 +104,8 @@ Bytes application_data(api::PaymentFlow& flow) noexcept {
         return flow.records();
     }
     const auto value = flow.locator().subspan(whole->offset, whole->length);
-    GLogI("szTempData = %s, iTagValueLen = %d\r\n", log::HexText<2048>(value).c_str(), static_cast<int>(value.size()));
+    GLogI("szTempData = %s, iTagValueLen = %d\r\n", log::HexText<2048>(value).c_str(),
+          static_cast<int>(value.size()));
     GLogI("szAppData = %s, iAppDataLen = %d\r\n", log::HexText<2048>(flow.locator()).c_str(),
           static_cast<int>(flow.locator().size()));
     return flow.locator();
@@ -111,7 +115,8 @@ Bytes application_data(api::PaymentFlow& flow) noexcept {
 
 int RD_ICGetInfo(int slot, const char* tag_list, int, char* out, int timeout_s) {
     const std::string_view letters = tag_list;
-    if (letters.empty() || IsTagListValue(tag_list) == 0) return api::fail("TagList Error!\r\n", status::invalid_parameter);
+    if (letters.empty() || IsTagListValue(tag_list) == 0)
+        return api::fail("TagList Error!\r\n", status::invalid_parameter);
     api::PoweredCard card;
     const int powered = card.power_on(slot, timeout_s);
     if (powered != status::ok) return RD_GetErrorCode(powered);
@@ -124,7 +129,8 @@ int RD_ICGetInfo(int slot, const char* tag_list, int, char* out, int timeout_s) 
     const Bytes data = application_data(flow);
     api::TextRecord<max_record> record;
     for (const Field& field : fields) {
-        if (letters.find(field.letter) != std::string_view::npos) add_field(record, field, data, flow.slot());
+        if (letters.find(field.letter) != std::string_view::npos)
+            add_field(record, field, data, flow.slot());
     }
     std::memcpy(out, record.text().data(), record.size());
     out[record.size()] = '\0';

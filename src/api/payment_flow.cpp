@@ -24,8 +24,7 @@ PoweredCard::~PoweredCard() {
 int PoweredCard::power_on(int slot, int timeout_s) noexcept {
     std::array<char, 512> answer;
     int length = 0;
-    const int result =
-        RD_IcPowerOn(slot, answer.size(), answer.data(), &length, &kind_, timeout_s);
+    const int result = RD_IcPowerOn(slot, answer.size(), answer.data(), &length, &kind_, timeout_s);
     powered_ = result == status::ok;
     return result;
 }
@@ -38,13 +37,15 @@ int PaymentFlow::select_application(BlockedDirectory rule) noexcept {
     const bool refused = rule == BlockedDirectory::ends_flow ? selected != 0 : selected < 0;
     if (refused) return fail("PBOC_SelectPSE Error!\r\n", status::pse_selection_failed);
 
-    Answer aid;
     int aid_size = 0;
-    if (PBOC_GetAID(&context, slot(), sfis.data(), sfi_count, aid.data(), &aid_size) != 0) {
+    if (PBOC_GetAID(&context, slot(), sfis.data(), sfi_count, application_.data(), &aid_size) !=
+        0) {
         return fail("PBOC_GetAID Error!\r\n", status::application_list_failed);
     }
+    application_size_ = static_cast<std::size_t>(aid_size);
     int size = 0;
-    if (PBOC_SelectAID(&context, slot(), aid.data(), aid_size, selection_.data(), &size) != 0) {
+    if (PBOC_SelectAID(&context, slot(), application_.data(), aid_size, selection_.data(), &size) !=
+        0) {
         return fail("PBOC_SelectAID Error!\r\n", status::aid_selection_failed);
     }
     selection_size_ = static_cast<std::size_t>(size);
@@ -58,13 +59,13 @@ int PaymentFlow::start_application() noexcept {
     if (!terminal_data::answer_list(list, data, size)) {
         return fail("PBOC_BuildDOL Error!\r\n", status::data_object_list_failed);
     }
-    std::array<unsigned char, 8> profile;
     int profile_size = 0;
     int locator_size = 0;
-    if (PBOC_GetProcOptions(&context, slot(), data.data(), static_cast<int>(size), profile.data(),
+    if (PBOC_GetProcOptions(&context, slot(), data.data(), static_cast<int>(size), profile_.data(),
                             &profile_size, locator_.data(), &locator_size) != 0) {
         return fail("PBOC_GetProcOptions Error!\r\n", status::processing_options_failed);
     }
+    profile_size_ = static_cast<std::size_t>(profile_size);
     locator_size_ = static_cast<std::size_t>(locator_size);
     return status::ok;
 }

@@ -1,5 +1,6 @@
-// What all flows with a payment card have in common: power, the directory, the application, its options
-// and its records. A flow reads as its steps; each step returns 0 or the number with which the flow ends.
+// What all flows with a payment card have in common: power, the directory, the application, its
+// options and its records. A flow reads as its steps; each step returns 0 or the number with which
+// the flow ends.
 #pragma once
 
 #include <deskreader.h>
@@ -60,6 +61,12 @@ class PaymentFlow {
     // What SELECT answered, status word included.
     Bytes selection() const noexcept { return std::span(selection_).first(selection_size_); }
 
+    // The application that was selected.
+    Bytes application() const noexcept { return std::span(application_).first(application_size_); }
+
+    // The application interchange profile, two bytes; empty when the card refused its options.
+    Bytes profile() const noexcept { return std::span(profile_).first(profile_size_); }
+
     // The file locator, or the whole answer of a card that answered with its data.
     Bytes locator() const noexcept { return std::span(locator_).first(locator_size_); }
 
@@ -67,6 +74,10 @@ class PaymentFlow {
 
   private:
     PoweredCard& card_;
+    std::array<std::uint8_t, 512> application_;
+    std::size_t application_size_ = 0;
+    std::array<std::uint8_t, 8> profile_;
+    std::size_t profile_size_ = 0;
     std::array<std::uint8_t, 512> selection_;
     std::size_t selection_size_ = 0;
     std::array<std::uint8_t, 512> locator_;

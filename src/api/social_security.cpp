@@ -77,18 +77,21 @@ class Text {
 int select_directory(int slot) noexcept {
     std::array<unsigned char, 512> answer;
     int length = 0;
-    const int result =
-        PBOC_SelectPSE(&context, slot, directory_name, sizeof directory_name, answer.data(), &length);
-    return result < 0 ? api::fail("PBOC_SelectPSE Error!\r\n", status::pse_selection_failed) : status::ok;
+    const int result = PBOC_SelectPSE(&context, slot, directory_name, sizeof directory_name,
+                                      answer.data(), &length);
+    return result < 0 ? api::fail("PBOC_SelectPSE Error!\r\n", status::pse_selection_failed)
+                      : status::ok;
 }
 
 int select_file(int slot, std::uint8_t file) noexcept {
     const std::uint8_t identifier[] = {0xEF, file};
     std::array<unsigned char, 512> answer;
     int length = 0;
-    const int result =
-        PBOC_SelectFile(&context, slot, 0x00, identifier, sizeof identifier, answer.data(), &length);
-    return result == status::ok ? result : api::fail("PBOC_SelectFile Error!\r\n", status::pse_selection_failed);
+    const int result = PBOC_SelectFile(&context, slot, 0x00, identifier, sizeof identifier,
+                                       answer.data(), &length);
+    return result == status::ok
+               ? result
+               : api::fail("PBOC_SelectFile Error!\r\n", status::pse_selection_failed);
 }
 
 // An element that its record lacks is empty.
@@ -96,7 +99,8 @@ int read_element(int slot, const Element& element, Text& text) noexcept {
     constexpr int current_file = 0;
     std::array<unsigned char, 512> data;
     int length = 0;
-    const int result = PBOC_ReadRecord(&context, slot, element.record, current_file, data.data(), &length);
+    const int result =
+        PBOC_ReadRecord(&context, slot, element.record, current_file, data.data(), &length);
     if (result != status::ok) return result;
     const Bytes record = std::span(data).first(static_cast<std::size_t>(length));
     const std::uint8_t tag[] = {element.tag};

@@ -1,5 +1,5 @@
-// A record of fields as hosts read it: a letter, three decimal digits of length, the value, and so on
-// without separators. Bounded: a field that no longer fits is left out whole.
+// A record of fields as hosts read it: a letter, three decimal digits of length, the value, and so
+// on without separators. Bounded: a field that no longer fits is left out whole.
 #pragma once
 
 #include <array>
@@ -19,7 +19,8 @@ class TextRecord {
     bool add(char letter, std::string_view value) noexcept {
         if (value.size() > 999 || field_header + value.size() > Capacity - size_) return false;
         char header[field_header + 1];
-        std::snprintf(header, sizeof header, "%c%03u", letter, static_cast<unsigned>(value.size()) % 1000);
+        std::snprintf(header, sizeof header, "%c%03u", letter,
+                      static_cast<unsigned>(value.size()) % 1000);
         std::memcpy(text_.data() + size_, header, field_header);
         std::memcpy(text_.data() + size_ + field_header, value.data(), value.size());
         size_ += field_header + value.size();

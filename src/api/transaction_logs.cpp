@@ -1,5 +1,5 @@
-// RD_ICGetDetail and RD_ICGetCircllog: the entries that a payment card keeps of its transactions and of
-// its e-cash loads. One reading of a log file, two layouts.
+// RD_ICGetDetail and RD_ICGetCircllog: the entries that a payment card keeps of its transactions
+// and of its e-cash loads. One reading of a log file, two layouts.
 #include <deskreader.h>
 
 #include <algorithm>
@@ -115,7 +115,8 @@ bool add_entry(Entries& entries, std::span<const Field> fields, Bytes record) no
 }
 
 // Reads entries until a record is missing or no more fit. Returns their number.
-int read_entries(int slot, int sfi, int count, std::span<const Field> fields, Entries& entries) noexcept {
+int read_entries(int slot, int sfi, int count, std::span<const Field> fields,
+                 Entries& entries) noexcept {
     int read = 0;
     for (int record = 1; record <= count; ++record) {
         std::array<unsigned char, 512> data{};  // a short record reads as zeros behind its end
@@ -157,4 +158,6 @@ int RD_ICGetDetail(int slot, int, char* out, int timeout_s) {
     return read_log(transaction_log, slot, out, timeout_s);
 }
 
-int RD_ICGetCircllog(int slot, int, char* out, int timeout_s) { return read_log(load_log, slot, out, timeout_s); }
+int RD_ICGetCircllog(int slot, int, char* out, int timeout_s) {
+    return read_log(load_log, slot, out, timeout_s);
+}

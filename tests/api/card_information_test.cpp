@@ -6,7 +6,6 @@ namespace {
 
 using kit::hex;
 
-constexpr char with_pdol[] = "6F 09 A5 07 9F 38 04 9F 66 04 9A 90 00";
 constexpr char without_pdol[] = "6F 04 84 02 A0 00 90 00";
 constexpr char one_record[] = "80 06 7C 00 08 01 01 00 90 00";
 
