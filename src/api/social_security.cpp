@@ -38,7 +38,7 @@ constexpr std::size_t raw_room = 255;
 constexpr Element elements[] = {
     {0x05, 1, 0x01, Form::hex, 64},          // card identification code
     {0x05, 2, 0x02, Form::hex, 16},          // card type
-    {0x05, 3, 0x03, Form::hex, 16},          // specification version
+    {0x05, 3, 0x03, Form::hex, 16},          // version of the card
     {0x05, 4, 0x04, Form::hex, 64},          // initialising organisation number
     {0x05, 5, 0x05, Form::hex, 16},          // issue date
     {0x05, 6, 0x06, Form::hex, 16},          // expiry date
