@@ -159,6 +159,7 @@ Bytes Reader::answer_ic(View body) {
                 set_baud(rest[0]);
                 return ic_answer(Bytes{});
             case 0xF2:
+                if (rest.size() != serial_number_size) break;
                 settings_.serial_number.assign(rest.begin(),
                                                std::ranges::find(rest, std::uint8_t{0}));
                 return ic_answer(Bytes{});

@@ -4,9 +4,10 @@
 //                  53 (reset), 30 (reset of the magnetic module)         no more
 //                  25 c (pass-through port)                              1 more
 //                  24 l d (mode)                                         2 more
-//   IC frame     body in upper-case hexadecimal digits, then 03; body: 60, LEN, LEN bytes, XOR of
-//   all Union frame  02, body in characters '0' + nibble, then 03; body: LEN (2 bytes), LEN bytes,
-//   their XOR
+//   IC frame     body in upper-case hexadecimal digits, then 03;
+//                body: 60, LEN, LEN bytes, XOR of all before it
+//   Union frame  02, body in characters '0' + nibble, then 03;
+//                body: LEN (2 bytes), LEN bytes, their XOR
 #include "wire/request_stream.h"
 
 #include <algorithm>
@@ -47,6 +48,8 @@ Taken take_escape(View bytes) {
 }
 
 std::optional<Bytes> body_of_hex(View text) {
+    const auto is_lower = [](std::uint8_t c) { return c >= 'a' && c <= 'f'; };
+    if (std::ranges::any_of(text, is_lower)) return std::nullopt;
     try {
         return from_hex({reinterpret_cast<const char*>(text.data()), text.size()});
     } catch (const std::invalid_argument&) {
