@@ -34,6 +34,14 @@ class CardDesk {
     }
     void expect_power_off() { add(power_off(), "", succeeded({})); }
 
+    // That of the contactless card.
+    void expect_field_power_on(const char* answer = "04 00") {
+        add(in_ic_frame() ? hex("D1") : hex("32 24 00 00"), "", succeeded(hex(answer)));
+    }
+    void expect_field_power_off() {
+        add(in_ic_frame() ? hex("D2") : hex("32 25 00 00"), "", succeeded({}));
+    }
+
     void verify() { desk_->verify(); }
     const Way& way() const { return way_; }
     const ConfigFile& config() const { return config_; }
