@@ -49,6 +49,7 @@ class CardDesk {
     // Talks the other frame from now on.
     void expect_other_frame() { way_.iccmd = 1 - way_.iccmd; }
 
+    const std::string& port_name() const { return desk_.port_name(); }
     ScriptedReader& reader() { return *desk_; }
 
   private:
