@@ -842,6 +842,43 @@ DESKREADER_API int EPED_Purchase(DEVCONTEXT* pContext, int iSlot, int iReserved1
                                  const char* szData, int iReserved2, unsigned char* szOut,
                                  int* pnOutLen);
 
+/* ==== Cards: magnetic stripe ==================================================================
+ *
+ * The stripe module's commands, as escape sequences. A selection is its tracks as decimal digits.
+ * Time limits are milliseconds. A negative number of the exchange down to -99 is returned as it is;
+ * -22 also for a null context or a null track that the selection names, before anything is sent. */
+
+/* Resets the module (ESC "0"). Returns 0 whatever becomes of it. */
+DESKREADER_API int MSR_Reset(DEVCONTEXT* pContext, int iTimeout);
+
+/* Reads tracks 1, 2, 3, 12, 13, 23 or 123; any other selection sends nothing and returns 0. The
+ * capacities are bytes. What no longer fits is dropped; tracks 2 and 3 are terminated only if both
+ * have room left for it, and track 1 never is: clear the buffers first. With 23 iCap2 goes for both
+ * tracks: provide iCap2 bytes for track 3 too. A track that the selection does not name may be
+ * null; if it is not, it is written with what the reply holds for it.
+ *
+ * With selections 2, 3 and 23 every 'A' that the module sends goes on with track 3, otherwise the
+ * first one outside of track 1, and '%' with track 1. Returns 0; -2001, -2002, -2003, -2106 (12),
+ * -2107 (13), -2004 (23), -2000 (123) for a reply that does not begin with ESC "s" and for a
+ * cancelled read. A reply of more than 255 bytes to selection 2 gives -2002, one of more than 256
+ * bytes to another -22; over USB HID whole reports of 62 bytes count. */
+DESKREADER_API int MSR_ReadTrack(DEVCONTEXT* pContext, int iReserved, int iTracks, int iCap1,
+                                 char* szTrack1, int iCap2, char* szTrack2, int iCap3,
+                                 char* szTrack3, int iTimeout);
+
+/* Writes track 2, 3, or both (23, and also 1: track 1 is never written); any other selection sends
+ * nothing and returns 0. The characters are not checked. Returns 0; -2102, -2103, -2104 (both) when
+ * the module refuses or gives another reply; -22 for texts of more than 1000 characters together.
+ */
+DESKREADER_API int MSR_WriteTrack(DEVCONTEXT* pContext, int iReserved, int iTracks,
+                                  const char* szTrack2, const char* szTrack3, int iTimeout);
+
+/* The card number in a track's text: what stands before '=' (kind 0), before an apostrophe (1) or
+ * before whichever comes first (2); "|" begins anew. Terminated: provide strlen(szText) + 1 bytes.
+ * -2105 when no such character comes or for another kind, szCardNo then holds what was collected,
+ * unterminated; -22 for a null pointer. */
+DESKREADER_API int MSR_GetCardNo(int iKind, const char* szText, char* szCardNo);
+
 /* ==== API: connection and device ==============================================================
  *
  * All on the one `context`. Results are API numbers unless said otherwise; every failure is logged.
