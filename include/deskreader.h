@@ -1053,6 +1053,51 @@ DESKREADER_API int RD_ICGenARQC(int iSlot, const char* szTxData, int iOutSize, c
 DESKREADER_API int PBOC_BuildARQCBack(const unsigned char* szAcData, int iAcLen,
                                       unsigned char* szOut, int* pnOutLen);
 
+/* ==== API: magnetic cards =====================================================================
+ *
+ * A selection is its tracks as decimal digits: 1, 2, 3, 12, 13, 23 or 123. iMode has no meaning.
+ * Reads and writes end with a reset of the stripe module, whatever became of them; refused
+ * arguments (-1007) send nothing. A time limit of more than 2,147,483 seconds counts as 24 days. */
+
+/* Resets the stripe module. Returns 0. */
+DESKREADER_API int RD_ResetMsr(void);
+
+/* Reads the tracks that the selection names as texts, and their lengths. Capacities are bytes, and
+ * a text is terminated if it leaves room for it; with 23 iCap2 goes for both tracks: provide iCap2
+ * bytes for track 3 too. Tracks that are not named may be null, and so may their lengths, which are
+ * not written; buffers that are not null may be. The buffers that are named are cleared first.
+ * Another selection needs all six, reads nothing and returns 0 with empty texts.
+ *
+ * A track that is one byte 7F, or "00000", could not be read: its text is emptied, its length stays
+ * 1 or 5, and the result says which: -2001, -2002, -2003, or -2106 (1 and 2), -2107 (1 and 3),
+ * -2004 (2 and 3), -2000 (all) for tracks that hold the same of the two. The first of these that
+ * applies is the result, pairs before single tracks and lower tracks before higher; tracks that it
+ * does not name stay as they are. Returns 0; -1007 for a negative time limit or a null pointer
+ * among those that are named; otherwise MSR_ReadTrack's number, mapped. */
+DESKREADER_API int RD_ReadMagCard(int iMode, int iTracks, int iCap1, char* szTrack1,
+                                  int* pnTrack1Len, int iCap2, char* szTrack2, int* pnTrack2Len,
+                                  int iCap3, char* szTrack3, int* pnTrack3Len, int iTimeout);
+
+/* Writes tracks 2 and 3, or the one whose text can be written: 1 to 120 characters out of
+ * 0123456789='@#: . Of two texts the good one is written without a word about the bad one. Track 1
+ * and the lengths are not read. Returns 0; -1007 when there is nothing to write or for a negative
+ * time limit; otherwise MSR_WriteTrack's number, mapped. */
+DESKREADER_API int RD_WriteMagCard(int iMode, const char* szTrack1, int iTrack1Len,
+                                   const char* szTrack2, int iTrack2Len, const char* szTrack3,
+                                   int iTrack3Len, int iTimeout);
+
+/* Reads the tracks and gives the card number in them (see MSR_GetCardNo for iKind): in the one
+ * track for 1, 2 and 3, otherwise in tracks 1, 2 and 3 after each other with "|" between them, so
+ * that a track without the end character is passed over. A failed track 2 or 3 alone does not end
+ * it. Terminated: provide 256 bytes. Returns 0; -2105 without a card number, and then what was
+ * collected; -1007 for a null pointer; otherwise RD_ReadMagCard's number, and nothing is written.
+ */
+DESKREADER_API int RD_GetMagCardNo(int iMode, int iTracks, int iKind, char* szCardNo,
+                                   int* pnCardNoLen, int iTimeout);
+
+/* 1 if every character can be written on a track (an empty text can), else 0; 0 for null. */
+DESKREADER_API int IsTrackDataValue(const char* szText);
+
 /* ==== API: social security cards ============================================================== */
 
 /* The card's thirteen basic elements with "|" between them, appended to the text in szOut, which
