@@ -1053,6 +1053,32 @@ DESKREADER_API int RD_ICGenARQC(int iSlot, const char* szTxData, int iOutSize, c
 DESKREADER_API int PBOC_BuildARQCBack(const unsigned char* szAcData, int iAcLen,
                                       unsigned char* szOut, int* pnOutLen);
 
+/* The second half, on the card that RD_ICGenARQC left powered; iSlot is the kind of card that it
+ * gave. szArpc is what the issuer answered, as upper-case hexadecimal text of at most 1024
+ * characters: 91 (authentication data with the response code in bytes 8 and 9), 9F18, scripts 71
+ * and 72 with commands 86. The card is always powered off at the end.
+ *
+ * RD_ICExeScript_TC authenticates the issuer, stores the response code (tag 8A) and the fields P to
+ * V of szTxData, and asks the card for its last cryptogram over CDOL2 (tag 8D in g_IccAppData): for
+ * the codes "00", "10" and "11" a TC, which must not be declined (-4114); for "01" and "02" both,
+ * unchecked; for all others an AAC, and -4115 when the card gives one, as it should. szTc gets the
+ * value of tag 80 as hexadecimal text, unterminated (provide 1024 bytes), also with -4114 and
+ * -4115. Then the scripts run, if there are any.
+ *
+ * szResult gets the script result (provide 17 bytes, or iResultSize if that is more): "DF3105", 1
+ * for failed or not run and 2 for done, the failed command's number plus 1 as one digit (F for 15
+ * and more, and when the exchange failed), 8 digits with the script's identifier (9F18), which is
+ * written only as far as iResultSize reaches and terminated where it is longer. Returns 0; -1007
+ * (nothing is written) for a text that is empty, too long or has other characters; -4111 without
+ * CDOL2; -4103; -4109 without tag 91 or when the card refuses it; -4110 for a failed script.
+ *
+ * RD_ICExeScript only authenticates and runs the scripts; no script is -4109, as is a failed one,
+ * and the identifier stays 0. Its transaction text is checked and not used. */
+DESKREADER_API int RD_ICExeScript_TC(int iSlot, const char* szTxData, const char* szArpc,
+                                     int iResultSize, char* szResult, int iReserved, char* szTc);
+DESKREADER_API int RD_ICExeScript(int iSlot, const char* szTxData, const char* szArpc,
+                                  int iReserved, char* szResult);
+
 /* ==== API: magnetic cards =====================================================================
  *
  * A selection is its tracks as decimal digits: 1, 2, 3, 12, 13, 23 or 123. iMode has no meaning.
@@ -1108,6 +1134,81 @@ DESKREADER_API int IsTrackDataValue(const char* szText);
  * failure: -4100 when directory or file cannot be selected, otherwise the number of the record that
  * could not be read. */
 DESKREADER_API int RD_SSCReadInfo(int iSlot, char* szOut, int iTimeout);
+
+/* ==== Terminal: payment flows =================================================================
+ *
+ * The payment flows with what host terminals need: *pnIcType is the slot and, on success, becomes
+ * the kind of card (0 contact, 1 contactless). A failed power-on is tried once more in the other
+ * command frame, and "Iccmd" in config.ini keeps the change (0 to 1, 1 to 0; with any other number
+ * the flow goes on without a card). szAid names the application in hexadecimal digits, at most 256
+ * bytes; when it is empty or null the directory does. Results are those of the base flows. */
+
+/* As RD_ICGetInfo, with the letters A to L, and -4103 for a card without PDOL. Provide 3109 bytes.
+ *
+ *   A PAN (hexadecimal, without padding)       G PAN sequence number           (hexadecimal)
+ *   B track 2 (hexadecimal)                    H transaction counter           (hexadecimal)
+ *   C e-cash balance (hexadecimal)             I cardholder ID type            (hexadecimal)
+ *   D e-cash balance limit (hexadecimal)       J cardholder ID number          (bytes)
+ *   E expiry date (hexadecimal)                K cardholder name               (bytes)
+ *   F e-cash transaction limit (hexadecimal)   L cardholder name, extended     (bytes) */
+DESKREADER_API int RD_ICGetInfo_KP(int* pnIcType, const char* szAid, const char* szTagList,
+                                   int iReserved, char* szOut, int iTimeout);
+
+/* As RD_ICGenARQC, and -4103 for a card without PDOL. szTxData has the fields J to V, all
+ * hexadecimal but V; one with other characters is left out: J terminal country code, K
+ * unpredictable number (none is drawn), L terminal verification results, M transaction qualifiers,
+ * N e-cash support, O e-cash limit, then as there. The issuer's data are followed by 9F33, 9F13, 5A
+ * and 5F34: provide 4000 bytes. szIccAppData gets what SELECT answered as terminated hexadecimal
+ * text: provide 1025 bytes; written on success only. */
+DESKREADER_API int RD_ICGenARQC_KP(int* pnIcType, const char* szAid, const char* szTxData,
+                                   int iOutSize, char* szOut, int iTimeout, char* szIccAppData);
+
+/* As RD_ICExeScript_TC, but CDOL2 is looked for in the application data given, and a failed script
+ * is -4109. The data are objects, or the content of g_IccAppData. What SELECT answered for the
+ * application that g_IccAppData holds, as RD_ICGenARQC_KP gives it out, stands for those data. */
+DESKREADER_API int RD_ICExeScript_KP(int iSlot, const char* szTxData, const char* szArpc,
+                                     int iResultSize, char* szResult, int iReserved, char* szTc,
+                                     int iAppDataLen, const unsigned char* szAppData);
+
+/* As RD_ICGetDetail. */
+DESKREADER_API int RD_ICGetDetail_KP(int* pnIcType, const char* szAid, int iReserved, char* szOut,
+                                     int iTimeout);
+
+/* ==== Terminal: IC cards ======================================================================
+ *
+ * One call each: opens the reader, runs the flow above, closes. pszPort is "USB" or the name of a
+ * serial device under /dev, which becomes serial port 1; the first character of extendPort selects
+ * the reader's pass-through port (none when it is null or empty); nTimeout in seconds. *pnIcType is
+ * 1 for contact, 2 for contactless, 3 for either, and is written back. pszAIDlist is the
+ * application to select, of which 63 characters are looked at. All return terminal numbers
+ * (Ovan_GetErrorCode); a negative time limit or a null pointer is -1 before anything is opened (the
+ * extend port may be null, and the list too, except for IC_GetInfo). Once the reader is open the
+ * texts are always terminated and the lengths set to theirs; before, nothing is written. */
+
+/* Provide 3109 bytes; the length's value on entry is not looked at. */
+DESKREADER_API int IC_GetInfo(const char* pszPort, const char* extendPort, int nBaudRate,
+                              int nTimeout, int* pnIcType, const char* pszAIDlist,
+                              const char* pszTaglist, int* pnUsrInfoLen, char* pszUserInfo);
+
+/* *pnARQCLen is the room in pszARQC (4000 holds every answer), which is terminated if the text is
+ * shorter. Provide 1025 bytes for pszIcc_appdata, which goes to IC_CtlScriptData. The card stays
+ * powered. */
+DESKREADER_API int IC_GenARQC(const char* pszPort, const char* extendPort, int nBaudRate,
+                              int nTimeout, int* pnIcType, const char* pszAIDlist,
+                              const char* pszTxData, int* pnARQCLen, char* pszARQC,
+                              char* pszIcc_appdata);
+
+/* pszIcc_appdata: hexadecimal, at most 8192 bytes are looked at; empty is -1. Provide 1025 bytes
+ * for pszTC and 1024 for pszScriptResult. */
+DESKREADER_API int IC_CtlScriptData(const char* pszPort, const char* extendPort, int nBaudRate,
+                                    int nTimeout, int* pnIcType, const char* pszTxData,
+                                    const char* pszARPC, int* pnTCLen, char* pszTC,
+                                    char* pszScriptResult, const char* pszIcc_appdata);
+
+/* Provide 4102 bytes. */
+DESKREADER_API int IC_GetTranDeta(const char* pszPort, const char* extendPort, int nBaudRate,
+                                  int nTimeout, int* pnIcType, const char* pszAIDlist,
+                                  int* pnTxDetailLen, char* pszTxDetail);
 
 #ifdef __cplusplus
 }

@@ -87,7 +87,12 @@ inline constexpr int cryptogram_failed = -4107;
 inline constexpr int arqc_data_failed = -4108;
 inline constexpr int external_authentication_failed = -4109;
 inline constexpr int script_failed = -4110;
-inline constexpr int log_entry_missing = -4117;  // without a text of its own
+
+// The same, without texts of their own.
+inline constexpr int cdol2_missing = -4111;
+inline constexpr int approval_refused = -4114;
+inline constexpr int transaction_declined = -4115;
+inline constexpr int log_entry_missing = -4117;
 
 // API numbers: MIFARE Classic arguments.
 inline constexpr int invalid_block = -5010;

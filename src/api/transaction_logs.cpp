@@ -1,5 +1,7 @@
 // RD_ICGetDetail and RD_ICGetCircllog: the entries that a payment card keeps of its transactions
 // and of its e-cash loads. One reading of a log file, two layouts.
+#include "api/transaction_logs.h"
+
 #include <deskreader.h>
 
 #include <algorithm>
@@ -8,7 +10,6 @@
 #include <span>
 #include <string_view>
 
-#include "api/payment_flow.h"
 #include "api/text_record.h"
 #include "cards/tlv.h"
 #include "status.h"
@@ -62,7 +63,6 @@ struct Layout {
     const char* missing;
     int missing_number;
     std::span<const Field> fields;
-    api::BlockedDirectory blocked;
     bool is_traced;
 };
 
@@ -71,7 +71,6 @@ constexpr Layout transaction_log{
     .missing = "GetTag 9F4D Error!\r\n",
     .missing_number = status::log_entry_missing,
     .fields = transaction_fields,
-    .blocked = api::BlockedDirectory::is_passed_over,
     .is_traced = false,
 };
 
@@ -80,7 +79,6 @@ constexpr Layout load_log{
     .missing = "GetTag DF4D Error!\r\n",
     .missing_number = status::data_object_list_failed,
     .fields = load_fields,
-    .blocked = api::BlockedDirectory::ends_flow,  // kept: stricter than the transaction log
     .is_traced = true,
 };
 
@@ -128,12 +126,12 @@ int read_entries(int slot, int sfi, int count, std::span<const Field> fields,
     return read;
 }
 
-int read_log(const Layout& layout, int slot, char* out, int timeout_s) noexcept {
-    api::PoweredCard card;
-    const int powered = card.power_on(slot, timeout_s);
-    if (powered != status::ok) return RD_GetErrorCode(powered);
-    api::PaymentFlow flow(card);
-    const int selected = flow.select_application(layout.blocked);
+int read_log(const Layout& layout, const api::FlowOptions& options, int slot, char* out,
+             int timeout_s, int& kind) noexcept {
+    api::PaymentFlow flow(options);
+    const int powered = flow.power_on(slot, timeout_s);
+    if (powered != status::ok) return powered;
+    const int selected = flow.select_application();
     if (selected != status::ok) return selected;
 
     const auto where = tlv::find_value(flow.selection(), layout.tag);
@@ -149,15 +147,29 @@ int read_log(const Layout& layout, int slot, char* out, int timeout_s) noexcept 
         GLogI("szTxData = %.*s\r\n", size, entries.text().data());
     }
     std::sprintf(out, "%02d%03d%.*s", count, length, size, entries.text().data());
+    kind = flow.slot();
     return status::ok;
 }
 
 }  // namespace
 
+namespace deskreader::api {
+
+int read_transaction_log(const FlowOptions& options, int slot, char* out, int timeout_s,
+                         int& kind) noexcept {
+    return read_log(transaction_log, options, slot, out, timeout_s, kind);
+}
+
+}  // namespace deskreader::api
+
 int RD_ICGetDetail(int slot, int, char* out, int timeout_s) {
-    return read_log(transaction_log, slot, out, timeout_s);
+    int kind = 0;
+    return api::read_transaction_log({}, slot, out, timeout_s, kind);
 }
 
 int RD_ICGetCircllog(int slot, int, char* out, int timeout_s) {
-    return read_log(load_log, slot, out, timeout_s);
+    // kept: stricter than the transaction log.
+    constexpr api::FlowOptions options{.ends_when_blocked = true};
+    int kind = 0;
+    return read_log(load_log, options, slot, out, timeout_s, kind);
 }
