@@ -1210,6 +1210,27 @@ DESKREADER_API int IC_GetTranDeta(const char* pszPort, const char* extendPort, i
                                   int nTimeout, int* pnIcType, const char* pszAIDlist,
                                   int* pnTxDetailLen, char* pszTxDetail);
 
+/* ==== Terminal: magnetic cards ================================================================
+ *
+ * One call opens the reader, reads or writes tracks, closes it and returns a terminal number. The
+ * port is "USB" for USB HID, any other text the serial device /dev/TEXT (at most 58 characters, or
+ * it cannot be opened: -3). The first character of szExtendPort selects the pass-through port; null
+ * or empty selects none. iMode is 2 or 3 for one track, any other value for both; iCharSet has no
+ * meaning. A negative time limit (seconds), a null port or a null track that the mode needs gives
+ * -1 before anything is opened. */
+
+/* Reads tracks as terminated texts: provide 512 bytes for each. Of two tracks one is enough: the
+ * other is empty and the result 0. Only the modes 2, 3 and 23 can be read, others give -1; from the
+ * moment the reader is open the texts are written, empty ones after a failure. */
+DESKREADER_API int MS_ReadCard(const char* pszPort, const char* szExtendPort, int nBaudRate,
+                               int nTimeout, int iMode, int iCharSet, char* szTrack2data,
+                               char* szTrack3data);
+
+/* Writes tracks (see RD_WriteMagCard, also for what happens to a text that cannot be written). */
+DESKREADER_API int MS_WriteCard(const char* pszPort, const char* szExtendPort, int nBaudRate,
+                                int nTimeout, int iMode, int iCharSet, const char* szTrack2data,
+                                const char* szTrack3data);
+
 #ifdef __cplusplus
 }
 #endif
