@@ -842,6 +842,43 @@ DESKREADER_API int EPED_Purchase(DEVCONTEXT* pContext, int iSlot, int iReserved1
                                  const char* szData, int iReserved2, unsigned char* szOut,
                                  int* pnOutLen);
 
+/* ==== Cards: magnetic stripe ==================================================================
+ *
+ * The stripe module's commands, as escape sequences. A selection is its tracks as decimal digits.
+ * Time limits are milliseconds. A negative number of the exchange down to -99 is returned as it is;
+ * -22 also for a null context or a null track that the selection names, before anything is sent. */
+
+/* Resets the module (ESC "0"). Returns 0 whatever becomes of it. */
+DESKREADER_API int MSR_Reset(DEVCONTEXT* pContext, int iTimeout);
+
+/* Reads tracks 1, 2, 3, 12, 13, 23 or 123; any other selection sends nothing and returns 0. The
+ * capacities are bytes. What no longer fits is dropped; tracks 2 and 3 are terminated only if both
+ * have room left for it, and track 1 never is: clear the buffers first. With 23 iCap2 goes for both
+ * tracks: provide iCap2 bytes for track 3 too. A track that the selection does not name may be
+ * null; if it is not, it is written with what the reply holds for it.
+ *
+ * With selections 2, 3 and 23 every 'A' that the module sends goes on with track 3, otherwise the
+ * first one outside of track 1, and '%' with track 1. Returns 0; -2001, -2002, -2003, -2106 (12),
+ * -2107 (13), -2004 (23), -2000 (123) for a reply that does not begin with ESC "s" and for a
+ * cancelled read. A reply of more than 255 bytes to selection 2 gives -2002, one of more than 256
+ * bytes to another -22; over USB HID whole reports of 62 bytes count. */
+DESKREADER_API int MSR_ReadTrack(DEVCONTEXT* pContext, int iReserved, int iTracks, int iCap1,
+                                 char* szTrack1, int iCap2, char* szTrack2, int iCap3,
+                                 char* szTrack3, int iTimeout);
+
+/* Writes track 2, 3, or both (23, and also 1: track 1 is never written); any other selection sends
+ * nothing and returns 0. The characters are not checked. Returns 0; -2102, -2103, -2104 (both) when
+ * the module refuses or gives another reply; -22 for texts of more than 1000 characters together.
+ */
+DESKREADER_API int MSR_WriteTrack(DEVCONTEXT* pContext, int iReserved, int iTracks,
+                                  const char* szTrack2, const char* szTrack3, int iTimeout);
+
+/* The card number in a track's text: what stands before '=' (kind 0), before an apostrophe (1) or
+ * before whichever comes first (2); "|" begins anew. Terminated: provide strlen(szText) + 1 bytes.
+ * -2105 when no such character comes or for another kind, szCardNo then holds what was collected,
+ * unterminated; -22 for a null pointer. */
+DESKREADER_API int MSR_GetCardNo(int iKind, const char* szText, char* szCardNo);
+
 /* ==== API: connection and device ==============================================================
  *
  * All on the one `context`. Results are API numbers unless said otherwise; every failure is logged.
@@ -1042,6 +1079,51 @@ DESKREADER_API int RD_ICExeScript_TC(int iSlot, const char* szTxData, const char
 DESKREADER_API int RD_ICExeScript(int iSlot, const char* szTxData, const char* szArpc,
                                   int iReserved, char* szResult);
 
+/* ==== API: magnetic cards =====================================================================
+ *
+ * A selection is its tracks as decimal digits: 1, 2, 3, 12, 13, 23 or 123. iMode has no meaning.
+ * Reads and writes end with a reset of the stripe module, whatever became of them; refused
+ * arguments (-1007) send nothing. A time limit of more than 2,147,483 seconds counts as 24 days. */
+
+/* Resets the stripe module. Returns 0. */
+DESKREADER_API int RD_ResetMsr(void);
+
+/* Reads the tracks that the selection names as texts, and their lengths. Capacities are bytes, and
+ * a text is terminated if it leaves room for it; with 23 iCap2 goes for both tracks: provide iCap2
+ * bytes for track 3 too. Tracks that are not named may be null, and so may their lengths, which are
+ * not written; buffers that are not null may be. The buffers that are named are cleared first.
+ * Another selection needs all six, reads nothing and returns 0 with empty texts.
+ *
+ * A track that is one byte 7F, or "00000", could not be read: its text is emptied, its length stays
+ * 1 or 5, and the result says which: -2001, -2002, -2003, or -2106 (1 and 2), -2107 (1 and 3),
+ * -2004 (2 and 3), -2000 (all) for tracks that hold the same of the two. The first of these that
+ * applies is the result, pairs before single tracks and lower tracks before higher; tracks that it
+ * does not name stay as they are. Returns 0; -1007 for a negative time limit or a null pointer
+ * among those that are named; otherwise MSR_ReadTrack's number, mapped. */
+DESKREADER_API int RD_ReadMagCard(int iMode, int iTracks, int iCap1, char* szTrack1,
+                                  int* pnTrack1Len, int iCap2, char* szTrack2, int* pnTrack2Len,
+                                  int iCap3, char* szTrack3, int* pnTrack3Len, int iTimeout);
+
+/* Writes tracks 2 and 3, or the one whose text can be written: 1 to 120 characters out of
+ * 0123456789='@#: . Of two texts the good one is written without a word about the bad one. Track 1
+ * and the lengths are not read. Returns 0; -1007 when there is nothing to write or for a negative
+ * time limit; otherwise MSR_WriteTrack's number, mapped. */
+DESKREADER_API int RD_WriteMagCard(int iMode, const char* szTrack1, int iTrack1Len,
+                                   const char* szTrack2, int iTrack2Len, const char* szTrack3,
+                                   int iTrack3Len, int iTimeout);
+
+/* Reads the tracks and gives the card number in them (see MSR_GetCardNo for iKind): in the one
+ * track for 1, 2 and 3, otherwise in tracks 1, 2 and 3 after each other with "|" between them, so
+ * that a track without the end character is passed over. A failed track 2 or 3 alone does not end
+ * it. Terminated: provide 256 bytes. Returns 0; -2105 without a card number, and then what was
+ * collected; -1007 for a null pointer; otherwise RD_ReadMagCard's number, and nothing is written.
+ */
+DESKREADER_API int RD_GetMagCardNo(int iMode, int iTracks, int iKind, char* szCardNo,
+                                   int* pnCardNoLen, int iTimeout);
+
+/* 1 if every character can be written on a track (an empty text can), else 0; 0 for null. */
+DESKREADER_API int IsTrackDataValue(const char* szText);
+
 /* ==== API: social security cards ============================================================== */
 
 /* The card's thirteen basic elements with "|" between them, appended to the text in szOut, which
@@ -1127,6 +1209,27 @@ DESKREADER_API int IC_CtlScriptData(const char* pszPort, const char* extendPort,
 DESKREADER_API int IC_GetTranDeta(const char* pszPort, const char* extendPort, int nBaudRate,
                                   int nTimeout, int* pnIcType, const char* pszAIDlist,
                                   int* pnTxDetailLen, char* pszTxDetail);
+
+/* ==== Terminal: magnetic cards ================================================================
+ *
+ * One call opens the reader, reads or writes tracks, closes it and returns a terminal number. The
+ * port is "USB" for USB HID, any other text the serial device /dev/TEXT (at most 58 characters, or
+ * it cannot be opened: -3). The first character of szExtendPort selects the pass-through port; null
+ * or empty selects none. iMode is 2 or 3 for one track, any other value for both; iCharSet has no
+ * meaning. A negative time limit (seconds), a null port or a null track that the mode needs gives
+ * -1 before anything is opened. */
+
+/* Reads tracks as terminated texts: provide 512 bytes for each. Of two tracks one is enough: the
+ * other is empty and the result 0. Only the modes 2, 3 and 23 can be read, others give -1; from the
+ * moment the reader is open the texts are written, empty ones after a failure. */
+DESKREADER_API int MS_ReadCard(const char* pszPort, const char* szExtendPort, int nBaudRate,
+                               int nTimeout, int iMode, int iCharSet, char* szTrack2data,
+                               char* szTrack3data);
+
+/* Writes tracks (see RD_WriteMagCard, also for what happens to a text that cannot be written). */
+DESKREADER_API int MS_WriteCard(const char* pszPort, const char* szExtendPort, int nBaudRate,
+                                int nTimeout, int iMode, int iCharSet, const char* szTrack2data,
+                                const char* szTrack3data);
 
 #ifdef __cplusplus
 }

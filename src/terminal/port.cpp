@@ -1,6 +1,7 @@
 #include "terminal/port.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdio>
 #include <string_view>
 
@@ -12,13 +13,17 @@ namespace {
 constexpr int usb_port = 0;
 constexpr int serial_port = 1;
 
-// Registers the device's name for the serial port and gives the number to open.
-int port_number(const char* name) noexcept {
-    if (std::string_view(name) == "USB") return usb_port;
-    std::array<char, 256> path;
-    std::snprintf(path.data(), path.size(), "/dev/%s", name);
+constexpr std::size_t device_room = 64;  // what the name of a serial port may take
+
+int open(const char* name, char extend_character, int baud) noexcept {
+    if (std::string_view(name) == "USB") return RD_Open(usb_port, baud, extend_character);
+    std::array<char, device_room> path;
+    const int length = std::snprintf(path.data(), path.size(), "/dev/%s", name);
+    // Cut, it could be the name of another device.
+    if (length < 0 || static_cast<std::size_t>(length) >= path.size())
+        return RD_GetErrorCode(status::not_found);
     GSetComName(serial_port, path.data());
-    return serial_port;
+    return RD_Open(serial_port, baud, extend_character);
 }
 
 }  // namespace
@@ -30,8 +35,7 @@ char extend_character(const char* extend_port) noexcept {
 }
 
 Port::Port(const char* name, char extend_character, int baud) noexcept
-    : result_(RD_Open(port_number(name), baud, extend_character)),
-      is_open_(result_ == status::ok) {}
+    : result_(open(name, extend_character, baud)), is_open_(result_ == status::ok) {}
 
 void Port::close() noexcept {
     if (is_open_) RD_Close();
