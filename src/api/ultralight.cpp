@@ -14,12 +14,14 @@
 #include "status.h"
 #include "support/clock.h"
 
-// Declared in deskreader.h for those who provide them.
+// Declared in deskreader.h for those who provide them; here each may turn out to be missing.
+// NOLINTBEGIN(readability-redundant-declaration)
 __attribute__((weak)) decltype(M0_PowerOn) M0_PowerOn;
 __attribute__((weak)) decltype(M0_PowerOff) M0_PowerOff;
 __attribute__((weak)) decltype(M0_ReadBlock) M0_ReadBlock;
 __attribute__((weak)) decltype(M0_WriteBlock) M0_WriteBlock;
 __attribute__((weak)) decltype(M0_Interaction) M0_Interaction;
+// NOLINTEND(readability-redundant-declaration)
 
 using namespace deskreader;
 using api::CardData;
@@ -115,13 +117,13 @@ class Chain {
 
 Block rotated(const Block& block) noexcept {
     Block result = block;
-    std::ranges::rotate(result, result.begin() + 1);
+    std::rotate(result.begin(), result.begin() + 1, result.end());
     return result;
 }
 
 // kept: drawn from the process's own generator, which is seeded with the time in seconds.
 Block draw_random() noexcept {
-    std::srand(static_cast<unsigned>(clock::wall_time()));  // NOLINT(cert-msc51-cpp)
+    std::srand(static_cast<unsigned>(clock::wall_time()));  // NOLINT(cert-msc32-c,cert-msc51-cpp)
     Block random;
     for (unsigned char& byte : random) {
         byte = static_cast<unsigned char>(std::rand());  // NOLINT(cert-msc30-c,cert-msc50-cpp)

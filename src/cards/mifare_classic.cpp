@@ -130,15 +130,15 @@ int M1_Verify(DEVCONTEXT* device, unsigned char sector, unsigned char key_type,
     if (device == nullptr || key == nullptr) return status::invalid_argument;
     // kept: the key is taken for a text, so one with a 00 byte goes out cut short.
     const Bytes text(key, strnlen(reinterpret_cast<const char*>(key), max_parameters));
-    Parameters ic;
-    Parameters union_;
+    Parameters in_ic;
+    Parameters in_union;
     // kept: only the IC frame translates the key's type.
-    if (!ic.set({sector, key_type == 0 ? key_a : key_b}, text) ||
-        !union_.set({sector, key_type}, text)) {
+    if (!in_ic.set({sector, key_type == 0 ? key_a : key_b}, text) ||
+        !in_union.set({sector, key_type}, text)) {
         return status::invalid_argument;
     }
     Reply reply;
-    return cards::run(verify, device, ic.bytes(), union_.bytes(), timeout_ms, reply);
+    return cards::run(verify, device, in_ic.bytes(), in_union.bytes(), timeout_ms, reply);
 }
 
 int M1_ReadBlock(DEVCONTEXT* device, unsigned char block, unsigned char* out, int* out_length,
