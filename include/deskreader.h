@@ -842,7 +842,8 @@ DESKREADER_API int EPED_Purchase(DEVCONTEXT* pContext, int iSlot, int iReserved1
                                  const char* szData, int iReserved2, unsigned char* szOut,
                                  int* pnOutLen);
 
-/* ==== Cards: magnetic stripe ==================================================================
+/* ==== Cards: magnetic stripe ===========================================================
+
  *
  * The stripe module's commands, as escape sequences. A selection is its tracks as decimal digits.
  * Time limits are milliseconds. A negative number of the exchange down to -99 is returned as it is;
@@ -878,6 +879,55 @@ DESKREADER_API int MSR_WriteTrack(DEVCONTEXT* pContext, int iReserved, int iTrac
  * -2105 when no such character comes or for another kind, szCardNo then holds what was collected,
  * unterminated; -22 for a null pointer. */
 DESKREADER_API int MSR_GetCardNo(int iKind, const char* szText, char* szCardNo);
+=======
+/* ==== Cards: MIFARE Classic ===================================================================
+ *
+ * The reader's commands for these cards, in the frame that "Iccmd" (0 when missing) chooses on
+ * every call: 0 the IC frame, 1 the Union frame, any other value gives -1008. All return 0; -22 for
+ * a null pointer; their own number for any failure that the reader reports; or the frame's number
+ * (-22, -74, ...). On a failure outputs stay as they were. Time limits are milliseconds; sector,
+ * block and key type go out as they are. */
+
+/* Activates a card and gives its answer: provide 256 bytes. In the Union frame the answer begins
+ * with the two status bytes. -5001. */
+DESKREADER_API int M1_PowerOn(DEVCONTEXT* pContext, unsigned char* szAnswer, int* pnAnswerLen,
+                              int iTimeout);
+
+/* Halts the card. -5002. */
+DESKREADER_API int M1_PowerOff(DEVCONTEXT* pContext, int iTimeout);
+
+/* Authenticates a sector with key A (type 0) or key B (any other type; in the Union frame the type
+ * goes out untranslated). The key ends before its first 00 byte: put one behind it, and know that a
+ * key with a 00 byte in it goes out cut short. -5003; -22 for a key that no frame carries. */
+DESKREADER_API int M1_Verify(DEVCONTEXT* pContext, unsigned char nSector, unsigned char nKeyType,
+                             const unsigned char* szKey, int iTimeout);
+
+/* Read a block (-5004), or the value in a value block (-5006), as the reader gives it: 16 and 4
+ * bytes from a reader that works, provide 1024. -74 for more, which no true frame carries. */
+DESKREADER_API int M1_ReadBlock(DEVCONTEXT* pContext, unsigned char nBlock, unsigned char* szOut,
+                                int* pnOutLen, int iTimeout);
+DESKREADER_API int M1_ReadValue(DEVCONTEXT* pContext, unsigned char nBlock, unsigned char* szOut,
+                                int* pnOutLen, int iTimeout);
+
+/* Writes a block with as many bytes as given. -5005; -22 for a negative length and for more bytes
+ * than the frame carries. */
+DESKREADER_API int M1_WriteBlock(DEVCONTEXT* pContext, unsigned char nBlock,
+                                 const unsigned char* szData, int iDataLen, int iTimeout);
+
+/* Write a value block (-5007), add to one (-5008) and subtract from one (-5009). The value has 4
+ * bytes, least significant first; the length is not read. */
+DESKREADER_API int M1_WriteValue(DEVCONTEXT* pContext, unsigned char nBlock,
+                                 const unsigned char* szValue, int iValueLen, int iTimeout);
+DESKREADER_API int M1_Increment(DEVCONTEXT* pContext, unsigned char nBlock,
+                                const unsigned char* szValue, int iValueLen, int iTimeout);
+DESKREADER_API int M1_Decrement(DEVCONTEXT* pContext, unsigned char nBlock,
+                                const unsigned char* szValue, int iValueLen, int iTimeout);
+
+/* M1_Increment and M1_Decrement with the value as a number. */
+DESKREADER_API int M1_IncreaseValue(DEVCONTEXT* pContext, unsigned char nBlock, unsigned nValue,
+                                    int iTimeout);
+DESKREADER_API int M1_DecreaseValue(DEVCONTEXT* pContext, unsigned char nBlock, unsigned nValue,
+                                    int iTimeout);
 
 /* ==== API: connection and device ==============================================================
  *
@@ -1079,7 +1129,8 @@ DESKREADER_API int RD_ICExeScript_TC(int iSlot, const char* szTxData, const char
 DESKREADER_API int RD_ICExeScript(int iSlot, const char* szTxData, const char* szArpc,
                                   int iReserved, char* szResult);
 
-/* ==== API: magnetic cards =====================================================================
+/* ==== API: magnetic cards ==============================================================
+
  *
  * A selection is its tracks as decimal digits: 1, 2, 3, 12, 13, 23 or 123. iMode has no meaning.
  * Reads and writes end with a reset of the stripe module, whatever became of them; refused
@@ -1123,6 +1174,79 @@ DESKREADER_API int RD_GetMagCardNo(int iMode, int iTracks, int iKind, char* szCa
 
 /* 1 if every character can be written on a track (an empty text can), else 0; 0 for null. */
 DESKREADER_API int IsTrackDataValue(const char* szText);
+=======
+/* ==== API: MIFARE Classic =====================================================================
+ *
+ * RD_M1Powerup, RD_M1Verify for a sector, blocks and values of that sector, RD_M1Powerdown. Blocks
+ * are numbered from 1 without an upper bound (the low byte goes out), data are hexadecimal text in
+ * upper case. A bad argument is refused with its number before the reader hears of it: -1007 for a
+ * null pointer, -5010 block, -5011 sector, -5012 and -5013 data, -5014 key, -5015 key type, -5016
+ * amount. Otherwise the number of the M1_ function comes back mapped (see RD_GetErrorCode). */
+
+/* Activates a card and gives its answer as text, at most iUidBufSize characters and unterminated
+ * (provide 512), with the length. Without a card tries again about every second, for iTimeout
+ * seconds or, with 0, without end. Returns 0; -1007 for a negative limit; -1006 when cancelled
+ * (outputs untouched); -4001 when it failed after exactly iTimeout attempts without a card, which
+ * with iTimeout 0 is any failure; else the number of the last attempt. After a failure the text is
+ * empty and *pnUidLen 0; without room *pnUidLen is -22. */
+DESKREADER_API int RD_M1Powerup(int iUidBufSize, char* szUid, int* pnUidLen, int iTimeout);
+
+/* Halts the card. */
+DESKREADER_API int RD_M1Powerdown(void);
+
+/* Authenticates a sector, 1 to 40, with key A (0) or key B (1). The key has 12 digits or more, all
+ * of which are sent (see M1_Verify); a character that is no hexadecimal digit counts as 0. */
+DESKREADER_API int RD_M1Verify(int iSector, int iKeyType, const char* szKey);
+
+/* Read a block, and the value in a value block, as text: at most iOutSize characters, unterminated,
+ * with no length told; clear 33 or 9 characters before. A failure writes nothing. */
+DESKREADER_API int RD_M1ReadBlock(int iBlock, int iOutSize, char* szOut);
+DESKREADER_API int RD_M1Read(int iBlock, int iOutSize, char* szOut);
+
+/* Writes a block: 32 digits. */
+DESKREADER_API int RD_M1WriteBlock(int iBlock, const char* szData);
+
+/* Write a value block, add to one, subtract from one: 8 digits, least significant byte first. */
+DESKREADER_API int RD_M1Write(int iBlock, const char* szValue);
+DESKREADER_API int RD_M1Increment(int iBlock, const char* szValue);
+DESKREADER_API int RD_M1Decrement(int iBlock, const char* szValue);
+
+/* Add and subtract an amount of 1 to 2147483647. */
+DESKREADER_API int RD_M1IncreaseValue(int iBlock, unsigned nValue);
+DESKREADER_API int RD_M1DecreaseValue(int iBlock, unsigned nValue);
+
+/* ==== API: Ultralight cards ===================================================================
+ *
+ * MIFARE Ultralight C, on the five M0_ functions that another library provides (they stand at the
+ * end of this header). Where one is missing that a function may come to need, it returns -1008 and
+ * the log says which. A bad argument is refused first: -1007 for a null pointer, -5106 for a
+ * negative page. Otherwise the number of the M0_ function comes back mapped (see RD_GetErrorCode).
+ */
+
+/* As RD_M1Powerup, but iTimeout counts attempts, about one a second; -4001 after as many. */
+DESKREADER_API int RD_M0PowerOn(int iUidBufSize, char* szUid, int* pnUidLen, int iTimeout);
+
+/* Halts the card. */
+DESKREADER_API int RD_M0PowerOff(void);
+
+/* Reads from a page on, as text: at most iOutSize characters, unterminated, with no length told.
+ * What iCount counts is up to M0_ReadBlock. */
+DESKREADER_API int RD_M0Read(int iPage, int iCount, int iOutSize, char* szOut);
+
+/* Writes a page: decimal digits, two a byte, packed as GAnsi2BCD does, up to 256 bytes. -1007 for
+ * an empty or a longer text. */
+DESKREADER_API int RD_M0Write(int iPage, const char* szData);
+
+/* Proves to the card that the host has its key, and has the card prove the same: triple DES with
+ * two keys in cipher-block chaining. A key has 32 hexadecimal digits (a character that is none
+ * counts as 0); iKeyLen 33 is taken too, and the 33rd character is not read. -1007 for another
+ * length or a shorter text; -1013 for a card that offers no authentication; -99 when it did not
+ * prove itself. Seeds the C library's rand() with the time. After a failure the card is halted. */
+DESKREADER_API int RD_M0VerifyKey(int iKeyLen, const char* szKey);
+
+/* Stores a key, given as above, in the card's pages 2D, 2C, 2F and 2E, in this order. -5105, and
+ * the card halted, when a page could not be written; those before it are then written. */
+DESKREADER_API int RD_M0DownKey(int iKeyLen, const char* szKey);
 
 /* ==== API: social security cards ============================================================== */
 
@@ -1233,6 +1357,33 @@ DESKREADER_API int MS_WriteCard(const char* pszPort, const char* szExtendPort, i
 
 #ifdef __cplusplus
 }
+
+/* ==== Required of others: Ultralight primitives ===============================================
+ *
+ * What RD_M0PowerOn and its relatives call. Not part of this library: the host, or a library that
+ * is in the process's global scope before this one is loaded (linked, or opened with RTLD_GLOBAL),
+ * defines them as C++ functions of exactly these types. All get the library's `context` and a limit
+ * in milliseconds and return 0 or a negative number. Every buffer to fill has room for 4096 bytes;
+ * lengths told beyond that are cut. */
+
+/* Activates a card and gives its answer. -4005 without a card, -5001 when it refuses. */
+DESKREADER_API int M0_PowerOn(DEVCONTEXT* pContext, unsigned char* szAnswer, int* pnAnswerLen,
+                              int iTimeout);
+
+/* Halts the card. */
+DESKREADER_API int M0_PowerOff(DEVCONTEXT* pContext, int iTimeout);
+
+/* Reads from a page on. iCount is RD_M0Read's. */
+DESKREADER_API int M0_ReadBlock(DEVCONTEXT* pContext, int iPage, int iCount, unsigned char* szOut,
+                                int* pnOutLen, int iTimeout);
+
+/* Writes the 4 bytes of a page; RD_M0DownKey tells a length of 17 all the same. */
+DESKREADER_API int M0_WriteBlock(DEVCONTEXT* pContext, int iPage, unsigned char* szData,
+                                 int iDataLen, int iTimeout);
+
+/* Sends bytes to the card as they are and gives its reply, without check bytes. */
+DESKREADER_API int M0_Interaction(DEVCONTEXT* pContext, unsigned char* szCommand, int iCommandLen,
+                                  unsigned char* szReply, int* pnReplyLen, int iTimeout);
 #endif
 
 #endif /* DESKREADER_H */

@@ -116,9 +116,4 @@ void PaymentFlow::read_records() noexcept {
     records_size_ = pboc::read_records(&context, slot(), locator(), records_);
 }
 
-int fail(const char* text, int number) noexcept {
-    GLogE("%s", text);
-    return number;
-}
-
 }  // namespace deskreader::api

@@ -11,6 +11,7 @@
 #include <span>
 #include <string_view>
 
+#include "api/fail.h"
 #include "cards/bytes.h"
 
 namespace deskreader::api {
@@ -108,8 +109,5 @@ class PaymentFlow {
     std::array<std::uint8_t, 8000> records_;
     std::size_t records_size_ = 0;
 };
-
-// Logs an error text and returns the number: `return fail("... Error!\r\n", status::...)`.
-int fail(const char* text, int number) noexcept;
 
 }  // namespace deskreader::api
