@@ -5,112 +5,13 @@
 #include <iterator>
 #include <set>
 
-#include <nlohmann/json.hpp>
-
 #include "cards/iso_card.h"
+#include "deck_mifare_cards.h"
+#include "deck_node.h"
+#include "deck_stripe_and_identity.h"
 
 namespace virtual_reader {
 namespace {
-
-using Json = nlohmann::json;
-
-// One value of the deck, with its path for errors.
-class Node {
-  public:
-    Node(const Json& json, std::string source, std::string path)
-        : json_(json), source_(std::move(source)), path_(std::move(path)) {}
-
-    [[noreturn]] void fail(const std::string& expected) const {
-        throw DeckError(source_ + ": " + (path_.empty() ? "/" : path_) + ": expected " + expected +
-                        ", found " + found());
-    }
-
-    // The members of an object; any other than the known ones is an error.
-    void allow(std::initializer_list<const char*> known) const {
-        if (!json_.is_object()) fail("an object");
-        for (const auto& [key, value] : json_.items()) {
-            if (std::ranges::find(known, key, [](const char* one) { return std::string(one); }) !=
-                known.end())
-                continue;
-            std::string names;
-            for (const char* one : known) {
-                if (!names.empty()) names += ", ";
-                names += one;
-            }
-            throw DeckError(source_ + ": " + path_ + "/" + key + ": unknown key, expected one of " +
-                            names);
-        }
-    }
-
-    bool has(const char* key) const { return json_.contains(key); }
-
-    Node at(const char* key) const {
-        if (!json_.is_object()) fail("an object");
-        if (!has(key)) {
-            throw DeckError(source_ + ": " + (path_.empty() ? "/" : path_) + ": expected a key " +
-                            key);
-        }
-        return {json_.at(key), source_, path_ + "/" + key};
-    }
-
-    std::vector<Node> elements() const {
-        if (!json_.is_array()) fail("an array");
-        std::vector<Node> nodes;
-        for (std::size_t i = 0; i < json_.size(); ++i)
-            nodes.emplace_back(json_[i], source_, path_ + "/" + std::to_string(i));
-        return nodes;
-    }
-
-    std::string text() const {
-        if (!json_.is_string()) fail("a text");
-        return json_.get<std::string>();
-    }
-
-    bool flag() const {
-        if (!json_.is_boolean()) fail("true or false");
-        return json_.get<bool>();
-    }
-
-    int number(int lowest, int highest) const {
-        const std::string expected =
-            "a whole number from " + std::to_string(lowest) + " to " + std::to_string(highest);
-        if (!json_.is_number_integer()) fail(expected);
-        const auto value = json_.get<long long>();
-        if (value < lowest || value > highest) fail(expected);
-        return static_cast<int>(value);
-    }
-
-    Bytes hex() const {
-        try {
-            return from_hex(text());
-        } catch (const std::invalid_argument&) {
-            fail("an even number of hexadecimal digits");
-        }
-    }
-
-    std::uint16_t file_id() const {
-        const Bytes bytes = hex();
-        if (bytes.size() != 2) fail("four hexadecimal digits");
-        return static_cast<std::uint16_t>(bytes[0] << 8 | bytes[1]);
-    }
-
-    // A text, or an object with the key hex.
-    Bytes content() const {
-        if (json_.is_string()) return to_bytes(text());
-        if (!json_.is_object()) fail("a text or {\"hex\": ...}");
-        allow({"hex"});
-        return at("hex").hex();
-    }
-
-  private:
-    std::string found() const {
-        return json_.is_structured() ? std::string(json_.type_name()) : json_.dump();
-    }
-
-    const Json& json_;
-    std::string source_;
-    std::string path_;
-};
 
 ReaderSettings read_settings(const Node& node) {
     node.allow({"information", "serial_number", "baud", "answer_mode_on_serial"});
@@ -178,35 +79,53 @@ std::unique_ptr<Card> read_iso_card(const Node& node) {
     return std::make_unique<IsoCard>(std::move(settings));
 }
 
-using CardMaker = std::unique_ptr<Card> (*)(const Node&);
+// Reads a card and puts it into the drawer of the module that it belongs to.
+using CardReader = void (*)(Reader&, const Node&);
+
+template <auto read>
+void add_ic(Reader& reader, const Node& node) {
+    reader.ic().add(read(node));
+}
+
+void add_magnetic(Reader& reader, const Node& node) {
+    reader.magnetic().add(read_magnetic_card(node));
+}
+
+void add_identity(Reader& reader, const Node& node) {
+    reader.id().add(read_identity_card(node));
+}
 
 struct CardType {
     const char* name;
-    CardMaker make;
+    CardReader add;
 };
 
 constexpr CardType card_types[] = {
-    {"iso", read_iso_card},
+    {"iso", add_ic<read_iso_card>},
+    {"magnetic", add_magnetic},
+    {"identity", add_identity},
+    {"mifare-classic", add_ic<read_mifare_classic_card>},
+    {"ultralight-c", add_ic<read_ultralight_c_card>},
 };
 
-std::unique_ptr<Card> read_card(const Node& node) {
+const CardType& type_of(const Node& node) {
     const std::string type = node.at("type").text();
-    const auto* known = std::ranges::find(
-        card_types, type, [](const CardType& one) { return std::string(one.name); });
-    if (known == std::end(card_types)) node.at("type").fail("\"iso\"");
-    return known->make(node);
+    std::string names;
+    for (const CardType& one : card_types) {
+        if (type == one.name) return one;
+        names += std::string(names.empty() ? "" : ", ") + '"' + one.name + '"';
+    }
+    node.at("type").fail("one of " + names);
 }
 
 void put_in(Reader& reader, const Node& node, std::set<std::string>& names) {
-    auto card = read_card(node);
-    const std::string name = card->name();
+    type_of(node).add(reader, node);
+    const std::string name = node.at("name").text();
     if (name.empty() || name.find_first_of(" \n") != std::string::npos)
         node.at("name").fail("a name without blanks");
     if (!names.insert(name).second) node.at("name").fail("a name of its own for each card");
     const int slot = node.has("slot") ? node.at("slot").number(0, 31) : 0;
-    const bool inserted = node.has("inserted") && node.at("inserted").flag();
-    reader.ic().add(std::move(card));
-    if (inserted) reader.ic().insert(name, slot);
+    if (node.has("inserted") && node.at("inserted").flag()) reader.insert(name, slot);
 }
 
 // "source:line:column", counted from 1.
@@ -268,6 +187,41 @@ std::string_view default_deck() {
       "directories": [
         { "id": "DF01", "name": "F04445534B01", "files": [
           { "id": "EF01", "sfi": 1, "records": ["VISITOR 0002", "BOB EXAMPLE"] } ] } ]
+    },
+    {
+      "type": "magnetic", "name": "loyalty", "track1": "B9999000000000003^EXAMPLE/CAT^3012",
+      "track2": "9999000000000003=3012", "track3": "009999000000000003'0012'0"
+    },
+    {
+      "type": "identity", "name": "resident", "kind": "resident", "texts": {
+        "name": "样本甲", "sex": "2", "nation": "01", "birth": "20000101",
+        "address": "样本市无名路1号", "number": "999999200001019991", "authority": "样本市无名局",
+        "valid_from": "20200101", "valid_until": "20400101" },
+      "fingerprint": "No finger has ever left this print."
+    },
+    {
+      "type": "identity", "name": "foreign", "kind": "foreign", "texts": {
+        "english_name": "EXAMPLE DAN", "sex": "1", "number": "CAN999900010199",
+        "nationality": "CAN", "chinese_name": "样本乙", "valid_from": "20200101",
+        "valid_until": "20300101", "birth": "19900101", "version": "01", "authority": "9999" }
+    },
+    {
+      "type": "identity", "name": "residence", "kind": "residence", "texts": {
+        "name": "样本丙", "sex": "1", "birth": "19950101", "address": "样本市无名路2号",
+        "number": "830000199501019992", "authority": "样本市无名局", "valid_from": "20200101",
+        "valid_until": "20250101", "pass_number": "Z99999999", "issues": "01" },
+      "fingerprint": "Nor this one.", "chip_number": "0102030405060708",
+      "card_number": "000102030405060708090A0B0C0D0E0F"
+    },
+    {
+      "type": "mifare-classic", "name": "locker", "size": "1K", "uid": "5A5B5C5D",
+      "sectors": [ { "number": 2, "key_a": "A0A1A2A3A4A5", "key_b": "B0B1B2B3B4B5" } ],
+      "blocks": [ { "number": 4, "data": "LOCKER 17" }, { "number": 5, "value": 250 } ]
+    },
+    {
+      "type": "ultralight-c", "name": "ticket", "uid": "04515253545556",
+      "key": "49454D4B41455242214E4143554F5946", "data": "TEN RIDES, TO NOWHERE",
+      "protected_from": 16
     }
   ]
 }

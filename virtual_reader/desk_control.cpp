@@ -9,7 +9,10 @@ namespace virtual_reader {
 namespace {
 
 constexpr std::string_view commands =
-    "insert NAME [slot N]   puts a card into the reader, or into the field if it is contactless\n"
+    "insert NAME [slot N]   puts a card into the reader, or where its kind belongs: the field, the "
+    "ID\n"
+    "                       module; a magnetic card is swiped, again and again until it is "
+    "removed\n"
     "remove NAME            takes it out\n"
     "status                 cards and counters\n"
     "help                   this list\n"
@@ -35,7 +38,7 @@ int slot_number(const std::string& word) {
 std::string status_of(const Reader& reader) {
     const ReaderCounts& counts = reader.counts();
     std::ostringstream text;
-    text << reader.ic().describe() << "requests: " << counts.requests << ", beeps: " << counts.beeps
+    text << reader.describe() << "requests: " << counts.requests << ", beeps: " << counts.beeps
          << ", resets: " << counts.resets << ", rejected frames: " << reader.stream().rejected()
          << ", noise bytes: " << reader.stream().noise() << ", baud: " << reader.baud() << '\n';
     return text.str();
@@ -44,11 +47,11 @@ std::string status_of(const Reader& reader) {
 ControlAnswer carry_out(Reader& reader, const std::vector<std::string>& words) {
     const std::string& command = words[0];
     if (command == "insert" && words.size() == 2) {
-        reader.ic().insert(words[1]);
+        reader.insert(words[1]);
     } else if (command == "insert" && words.size() == 4 && words[2] == "slot") {
-        reader.ic().insert(words[1], slot_number(words[3]));
+        reader.insert(words[1], slot_number(words[3]));
     } else if (command == "remove" && words.size() == 2) {
-        reader.ic().remove(words[1]);
+        reader.remove(words[1]);
     } else if (command == "status" && words.size() == 1) {
         return {status_of(reader)};
     } else if (command == "help" && words.size() == 1) {

@@ -1,6 +1,8 @@
 // What a person does at the desk, as lines of text.
 //
-//   insert NAME [slot N]   puts a card into the reader, or into the field if it is contactless
+//   insert NAME [slot N]   puts a card into the reader, or where its kind belongs: the field, the
+//   ID
+//                          module; a magnetic card is swiped, again and again until it is removed
 //   remove NAME            takes it out
 //   status                 cards and counters
 //   help                   this list

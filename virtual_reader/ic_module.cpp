@@ -63,12 +63,19 @@ Result IcModule::transmit(Place place, View command) {
     Inserted* inserted = at(place);
     if (inserted == nullptr) return {Outcome::no_card, {}};
     if (!inserted->powered) return {Outcome::not_powered, {}};
-    return {Outcome::done, inserted->card->transmit(command)};
+    Bytes response = inserted->card->transmit(command);
+    if (response.empty()) return {Outcome::refused, {}};
+    return {Outcome::done, std::move(response)};
 }
 
 const Card* IcModule::card_at(Place place) const {
     const auto inserted = inserted_.find(place);
     return inserted == inserted_.end() ? nullptr : inserted->second.card;
+}
+
+Card* IcModule::card_at(Place place) {
+    const Inserted* inserted = at(place);
+    return inserted == nullptr ? nullptr : inserted->card;
 }
 
 bool IcModule::is_powered(Place place) const {

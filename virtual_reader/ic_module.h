@@ -53,6 +53,7 @@ class IcModule {
     Result transmit(Place place, View command);
 
     const Card* card_at(Place place) const;
+    Card* card_at(Place place);
     bool is_powered(Place place) const;
     bool any_contact_card(bool powered) const;
 

@@ -4,6 +4,7 @@
 //   D1       D2       D3 apdu        contactless: the same
 //   81 00    information             BB code    serial rate
 //   F1       information block       F2 32 bytes    serial number
+//   41 to 48, 4B    MIFARE Classic, see classic_commands.h
 //
 // Commands in the Union frame begin with class and code and are answered with two status bytes:
 //
@@ -11,6 +12,7 @@
 //   32 24 00 00        32 25 00 00  32 26 FF apdu     contactless
 //   32 21 p    card detect           31 11 00    information     31 13 d p1 p2    beep
 //   30 01 00 code    serial rate     F8 00 AA BB 55 44    device reset
+//   32 41 00 00, 32 42 to 32 48, 32 25    MIFARE Classic, halted by 25
 //
 // A slot byte of the IC frame counts from 1, and 0 stands for slot 16.
 #include "reader.h"
@@ -19,6 +21,7 @@
 #include <array>
 #include <stdexcept>
 
+#include "classic_commands.h"
 #include "wire/reply.h"
 
 namespace virtual_reader {
@@ -27,6 +30,9 @@ namespace {
 constexpr int baud_rates[] = {9600, 19200, 38400, 57600, 115200};
 constexpr std::uint8_t field_slot = 0xFF;
 constexpr std::size_t serial_number_size = 32;
+
+constexpr char id_mode = 'S';
+constexpr char fast_rate = '4';
 
 constexpr std::uint8_t ic_unknown_command = 0xA1;
 constexpr std::uint16_t union_unknown_command = 0x0001;
@@ -79,11 +85,39 @@ Place contact_place(std::uint8_t slot_byte) {
 
 constexpr Place field{true, 0};
 
+constexpr KeyTypes ic_key_types{0x60, 0x61};
+constexpr KeyTypes union_key_types{0x00, 0x01};
+
+// A MIFARE Classic command as the IC frame has it, from the Union frame, whose halt is another
+// code.
+Bytes classic_part(View body) {
+    constexpr std::uint8_t halt = 0x25;
+    if (body.size() == 2 && body[1] == halt) return {'K'};
+    return body[1] == 'K' ? Bytes{} : to_bytes(body.subspan(1));
+}
+
+const Statuses& classic_statuses(std::uint8_t letter) {
+    if (letter == 'A') return power_on_field;
+    return letter == 'K' ? power_off_field : exchange_field;
+}
+
 bool begins_with(View body, std::initializer_list<std::uint8_t> bytes, std::size_t at_least) {
     return body.size() >= at_least && std::equal(bytes.begin(), bytes.end(), body.begin());
 }
 
 }  // namespace
+
+void Reader::insert(std::string_view name, int slot) {
+    if (magnetic_.has(name)) return magnetic_.insert(name);
+    if (id_.has(name)) return id_.insert(name);
+    ic_.insert(name, slot);
+}
+
+void Reader::remove(std::string_view name) {
+    if (magnetic_.has(name)) return magnetic_.remove(name);
+    if (id_.has(name)) return id_.remove(name);
+    ic_.remove(name);
+}
 
 Bytes Reader::receive_serial(View bytes) {
     return receive(Line::serial, 0, bytes);
@@ -116,6 +150,8 @@ Bytes Reader::answer(const Request& request, Line line) {
             return answer_ic(request.body);
         case Framing::union_frame:
             return answer_union(request.body);
+        case Framing::id_frame:
+            return id_reply(id_.answer(request.body));
     }
     return {};
 }
@@ -124,17 +160,40 @@ Bytes Reader::answer_escape(View body, Line line) {
     switch (body[0]) {
         case 'S':
             ++counts_.resets;
+            magnetic_.reset();
+            return {};
+        case '0':
+            magnetic_.reset();
             return {};
         case '%':
             pass_through_port_ = static_cast<char>(body[1]);
             return {};
         case '$':
-            mode_ = static_cast<char>(body[1]);
-            if (line == Line::serial && !settings_.answer_mode_on_serial) return {};
-            return {body[1], 0x00};
+            return change_mode(static_cast<char>(body[1]), static_cast<char>(body[2]), line);
         default:
-            return {};  // the magnetic module's reset
+            magnetic_line_ = line;
+            return magnetic_.request(body);
     }
+}
+
+// Towards the ID module a serial host goes on at the rate of the command, and comes back to its
+// own.
+Bytes Reader::change_mode(char mode, char rate, Line line) {
+    mode_ = mode;
+    stream_.listen_for_id(mode_ == id_mode);
+    if (mode_ == id_mode && line == Line::serial) {
+        if (!base_baud_) base_baud_ = baud_;
+        baud_ = rate == fast_rate ? 115200 : 9600;
+    } else if (mode_ != id_mode && base_baud_) {
+        baud_ = *base_baud_;
+        base_baud_.reset();
+    }
+    if (line == Line::serial && !settings_.answer_mode_on_serial) return {};
+    return {static_cast<std::uint8_t>(mode), 0x00};
+}
+
+Bytes Reader::take_late(Line line) {
+    return line == magnetic_line_ ? magnetic_.take_late() : Bytes{};
 }
 
 Bytes Reader::answer_ic(View body) {
@@ -144,6 +203,8 @@ Bytes Reader::answer_ic(View body) {
     if (code == 0xD2) return ic_answer(ic_.power_off(field), power_off_field);
     if (code == 0xD3) return ic_answer(ic_.transmit(field, rest), exchange_field);
     if (code == 0xF1) return ic_answer(all_information());
+    if (const auto result = classic_command(ic_, ic_key_types, body))
+        return ic_answer(*result, classic_statuses(code));
     if (!rest.empty()) {
         const Place place = contact_place(rest[0]);
         switch (code) {
@@ -195,7 +256,13 @@ Bytes Reader::answer_union(View body) {
     }
     if (begins_with(body, {0xF8, 0x00, 0xAA, 0xBB, 0x55, 0x44}, 6)) {
         ++counts_.device_resets;
+        magnetic_.reset();
         return union_answer(0x0000, {});
+    }
+    if (body.size() >= 2 && body[0] == 0x32) {
+        const Bytes command = classic_part(body);
+        if (const auto result = classic_command(ic_, union_key_types, command))
+            return union_answer(*result, classic_statuses(command[0]));
     }
     ++counts_.unknown;
     return union_answer(union_unknown_command, {});

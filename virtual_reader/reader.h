@@ -2,9 +2,13 @@
 // used by one thread at a time; links drive it.
 #pragma once
 
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "ic_module.h"
+#include "id_module.h"
+#include "magnetic_module.h"
 #include "wire/request_stream.h"
 
 namespace virtual_reader {
@@ -35,6 +39,18 @@ class Reader {
 
     IcModule& ic() { return ic_; }
     const IcModule& ic() const { return ic_; }
+    MagneticModule& magnetic() { return magnetic_; }
+    const MagneticModule& magnetic() const { return magnetic_; }
+    IdModule& id() { return id_; }
+    const IdModule& id() const { return id_; }
+
+    // Puts a card, from whichever module's drawer, where it belongs; the slot is for contact cards.
+    // Both throw std::invalid_argument as IcModule does.
+    void insert(std::string_view name, int slot = 0);
+    void remove(std::string_view name);
+
+    // "name: slot 0, powered" for every card, one a line.
+    std::string describe() const { return ic_.describe() + magnetic_.describe() + id_.describe(); }
 
     // Bytes that came over a serial line, and what the device answers at once.
     Bytes receive_serial(View bytes);
@@ -42,14 +58,22 @@ class Reader {
     // Payload that came in USB reports under a mode id: 1 takes escape commands, 2 frames, 0 both.
     Bytes receive_usb(std::uint8_t mode_id, View payload);
 
-    // The serial rate at which it listens; a baud command changes it once its answer is out.
+    // What the device says of its own accord, since a card came for a request that waited for it:
+    // to be sent over the line on which the request came, over USB under mode id 1.
+    Bytes take_late_serial() { return take_late(Line::serial); }
+    Bytes take_late_usb() { return take_late(Line::usb); }
+
+    // The serial rate at which it listens; a baud command changes it once its answer is out. In ID
+    // mode it is the rate that the mode command named.
     int baud() const { return baud_; }
 
     const ReaderCounts& counts() const { return counts_; }
     const RequestStream& stream() const { return stream_; }
     const std::string& serial_number() const { return settings_.serial_number; }
     char pass_through_port() const { return pass_through_port_; }  // 'A' for none
-    char mode() const { return mode_; }                            // 'B', 'I' or 'S'
+
+    // 'B' base, 'I' card module, 'S' ID mode: then ID frames are understood and no others.
+    char mode() const { return mode_; }
 
   private:
     enum class Line { serial, usb };
@@ -57,8 +81,10 @@ class Reader {
     Bytes receive(Line line, std::uint8_t mode_id, View bytes);
     Bytes answer(const Request& request, Line line);
     Bytes answer_escape(View body, Line line);
+    Bytes change_mode(char mode, char rate, Line line);
     Bytes answer_ic(View body);
     Bytes answer_union(View body);
+    Bytes take_late(Line line);
 
     void set_baud(std::uint8_t code);
     Bytes all_information() const;
@@ -69,6 +95,10 @@ class Reader {
     ReaderCounts counts_;
     RequestStream stream_;
     IcModule ic_;
+    MagneticModule magnetic_;
+    IdModule id_;
+    Line magnetic_line_ = Line::serial;  // of the last request to the magnetic module
+    std::optional<int> base_baud_;       // in ID mode on a serial line: the rate to go back to
     char pass_through_port_ = 'A';
     char mode_ = 'B';
 };

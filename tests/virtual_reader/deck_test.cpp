@@ -3,11 +3,13 @@
 #include <filesystem>
 #include <fstream>
 
-#include "kit/bytes.h"
+#include "kit/frames.h"
 
 namespace {
 
+using kit::Bytes;
 using kit::hex;
+using kit::ic_frame;
 using namespace virtual_reader;
 
 std::string error_of(const std::string& json) {
@@ -74,7 +76,7 @@ TEST(Deck, SaysWhatWasExpectedAndFound) {
         {R"({"cards": [7]})", "deck: /cards/0: expected an object, found 7"},
         {R"({"cards": [{"name": "x"}]})", "deck: /cards/0: expected a key type"},
         {R"({"cards": [{"type": "emv", "name": "x"}]})",
-         R"(deck: /cards/0/type: expected "iso", found "emv")"},
+         R"(deck: /cards/0/type: expected one of "iso", "magnetic", "identity", "mifare-classic", "ultralight-c", found "emv")"},
         {R"({"cards": [{"type": "iso", "name": "a b"}]})",
          R"(deck: /cards/0/name: expected a name without blanks, found "a b")"},
         {R"({"cards": [{"type": "iso", "name": "a"}, {"type": "iso", "name": "a"}]})",
@@ -95,6 +97,9 @@ TEST(Deck, SaysWhatWasExpectedAndFound) {
          R"(deck: /cards/0/files/0/records/0: expected a text or {"hex": ...}, found 7)"},
         {R"({"reader": {"baud": 300}})",
          "deck: /reader/baud: expected a whole number from 1200 to 115200, found 300"},
+        {R"({"reader": {"baud": 18446744073709551615}})",
+         "deck: /reader/baud: expected a whole number from 1200 to 115200, found "
+         "18446744073709551615"},
         {R"({"reader": {"baud": 9600.5}})",
          "deck: /reader/baud: expected a whole number from 1200 to 115200, found 9600.5"},
         {R"({"reader": {"serial_number": "123456789012345678901234567890123"}})",
@@ -102,6 +107,218 @@ TEST(Deck, SaysWhatWasExpectedAndFound) {
     };
     for (const auto& [json, error] : rows)
         EXPECT_EQ(error_of(json), error);
+}
+
+TEST(Deck, ReadsMagneticCards) {
+    const auto reader = reader_from_deck(R"({"cards": [
+        {"type": "magnetic", "name": "m", "inserted": true, "track1": "B1^A", "track2": "1=2",
+         "damaged": [2]}]})",
+                                         "deck");
+    ASSERT_NE(reader->magnetic().card(), nullptr);
+    EXPECT_EQ(reader->receive_serial(hex("1B 46 5D")),
+              hex("1B 73 30 30 30 30 30 41 7F 25 42 31 5E 41 3F 1C"));
+}
+
+TEST(Deck, ReadsIdentityCards) {
+    const auto reader = reader_from_deck(R"({"cards": [
+        {"type": "identity", "name": "n", "inserted": true, "kind": "residence",
+         "texts": {"name": "张", "issues": "07"}, "photo": {"hex": "0102"}, "fingerprint": "F",
+         "chip_number": "0102030405060708", "card_number": "000102030405060708090a0b0c0d0e0f"},
+        {"type": "identity", "name": "plain"}]})",
+                                         "deck");
+    const IdentityCard* card = reader->id().card();
+    ASSERT_NE(card, nullptr);
+    EXPECT_EQ((Bytes{card->text().begin(), card->text().begin() + 4}), hex("20 5F 20 00"));
+    EXPECT_EQ((Bytes{card->text().begin() + 236, card->text().begin() + 250}),
+              hex("20 00 30 00 37 00 20 00 20 00 20 00 4A 00"));
+    EXPECT_EQ((Bytes{card->photo().begin(), card->photo().begin() + 3}), hex("01 02 00"));
+    EXPECT_EQ((*card->fingerprint())[0], 'F');
+    EXPECT_EQ(card->numbers(),
+              hex("01 02 03 04 05 06 07 08 00 01 02 03 04 05 06 07 08 09 0A 0B 0C 0D 0E 0F"));
+    reader->insert("plain");
+    card = reader->id().card();
+    EXPECT_EQ((Bytes{card->photo().begin(), card->photo().begin() + 16}),
+              kit::ascii("DESKREADER PHOTO"));
+    EXPECT_FALSE(card->fingerprint());
+    EXPECT_EQ((Bytes{card->text().begin() + 246, card->text().end()}),
+              hex("20 00 20 00 20 00 20 00 20 00"));
+}
+
+TEST(Deck, ReadsMifareClassicCards) {
+    const auto reader = reader_from_deck(R"({"cards": [
+        {"type": "mifare-classic", "name": "c", "inserted": true, "size": "4K", "uid": "01020304",
+         "sectors": [{"number": 40, "key_a": "A0A1A2A3A4A5", "key_b": "B0B1B2B3B4B5",
+                      "access": "787788AB"}, {"number": 2}],
+         "blocks": [{"number": 254, "data": "ABC"}, {"number": 253, "value": -2},
+                    {"number": 4, "data": {"hex": "00112233445566778899AABBCCDDEEFF"}}]}]})",
+                                         "deck");
+    const std::pair<const char*, const char*> rows[] = {
+        {"41", "00 01 02 03 04"},
+        {"42 28 60 A0 A1 A2 A3 A4 A5", "00"},
+        {"43 FE", "00 41 42 43 00 00 00 00 00 00 00 00 00 00 00 00 00"},
+        {"43 FD", "00 FE FF FF FF 01 00 00 00 FE FF FF FF FD 02 FD 02"},
+        {"43 FF", "00 00 00 00 00 00 00 78 77 88 AB 00 00 00 00 00 00"},
+        {"46 FD 00 00 00 00", "A2"},
+        {"42 28 61 B0 B1 B2 B3 B4 B5", "00"},
+        {"46 FD 00 00 00 00", "00"},
+        {"42 02 61 FF FF FF FF FF FF", "00"},
+        {"43 04", "00 00 11 22 33 44 55 66 77 88 99 AA BB CC DD EE FF"},
+    };
+    for (const auto& [request, answer] : rows)
+        EXPECT_EQ(reader->receive_serial(ic_frame(hex(request))), ic_frame(hex(answer))) << request;
+    const auto plain = reader_from_deck(
+        R"({"cards": [{"type": "mifare-classic", "name": "c", "inserted": true}]})", "deck");
+    EXPECT_EQ(plain->ic().power_on(field).data, hex("44 45 53 4B"));
+    EXPECT_EQ(plain->receive_serial(ic_frame(hex("42 11 60 FF FF FF FF FF FF"))),
+              ic_frame(hex("A2")))
+        << "of 1K";
+}
+
+TEST(Deck, ReadsUltralightCCards) {
+    const auto reader = reader_from_deck(R"({"cards": [
+        {"type": "ultralight-c", "name": "u", "inserted": true, "uid": "04010203040506",
+         "key": "000102030405060708090A0B0C0D0E0F", "data": "ABCDE", "locks": "00100000",
+         "protected_from": 5, "protects_reading": false, "seed": 7}]})",
+                                         "deck");
+    EXPECT_EQ(reader->ic().power_on(field).data, hex("04 01 02 03 04 05 06"));
+    EXPECT_EQ(reader->ic().transmit(field, hex("30 02")).data,
+              hex("04 48 00 10 00 00 00 00 41 42 43 44 45 00 00 00"));
+    EXPECT_EQ(reader->ic().transmit(field, hex("30 2A")).data,
+              hex("05 00 00 00 01 00 00 00 04 01 02 8F 03 04 05 06"));
+    const auto challenge = [&] { return reader->ic().transmit(field, hex("1A 00")).data; };
+    EXPECT_EQ(challenge().size(), 9u);
+    EXPECT_EQ(reader->ic().transmit(field, hex("A2 05 00 00 00 00")).data, hex("00"));
+    const auto plain = reader_from_deck(
+        R"({"cards": [{"type": "ultralight-c", "name": "u", "inserted": true}]})", "deck");
+    EXPECT_EQ(plain->ic().power_on(field).data, hex("04 44 45 53 4B 55 4C"));
+    EXPECT_EQ(plain->ic().transmit(field, hex("A2 27 01 02 03 04")).data, hex("0A"));
+}
+
+TEST(Deck, SaysWhatIsWrongWithOtherCards) {
+    struct Row {
+        const char* type;
+        const char* keys;
+        const char* error;  // behind "deck: /cards/0"
+    };
+    const Row rows[] = {
+        {"magnetic", R"("track4": "")",
+         "/track4: unknown key, expected one of type, name, inserted, track1, track2, track3, "
+         "damaged"},
+        {"magnetic", R"("track1": "a")",
+         R"(/track1: expected at most 76 of the characters from blank to _, without % and ?, found "a")"},
+        {"magnetic", R"("track2": "1A")",
+         R"(/track2: expected at most 37 of the characters 0 to 9 = ' @ # :, found "1A")"},
+        {"magnetic", R"("track3": "?")",
+         R"(/track3: expected at most 104 of the characters 0 to 9 = ' @ # :, found "?")"},
+        {"magnetic", R"("track2": 7)", "/track2: expected a text, found 7"},
+        {"magnetic", R"("damaged": 2)", "/damaged: expected an array, found 2"},
+        {"magnetic", R"("damaged": [4])",
+         "/damaged/0: expected a whole number from 1 to 3, found 4"},
+        {"identity", R"("slot": 1)",
+         "/slot: unknown key, expected one of type, name, inserted, kind, texts, photo, "
+         "fingerprint, chip_number, card_number"},
+        {"identity", R"("kind": "alien")",
+         R"(/kind: expected "resident", "foreign" or "residence", found "alien")"},
+        {"identity", R"("texts": {"pass_number": ""})",
+         "/texts/pass_number: unknown key, expected one of name, sex, nation, birth, address, "
+         "number, authority, valid_from, valid_until"},
+        {"identity", R"("kind": "foreign", "texts": {"name": ""})",
+         "/texts/name: unknown key, expected one of english_name, sex, number, nationality, "
+         "chinese_name, valid_from, valid_until, birth, version, authority"},
+        {"identity", R"("kind": "residence", "texts": {"nation": ""})",
+         "/texts/nation: unknown key, expected one of name, sex, birth, address, number, "
+         "authority, valid_from, valid_until, pass_number, issues"},
+        {"identity", R"("texts": {"sex": "男女"})",
+         R"(/texts/sex: expected at most 1 characters, found "男女")"},
+        {"identity", R"("texts": {"name": "\ud83d\ude00"})",
+         "/texts/name: expected characters up to U+FFFF, found \"\U0001F600\""},
+        {"identity", R"("texts": [])", "/texts: expected an object, found array"},
+        {"identity", R"("photo": 1)", R"(/photo: expected a text or {"hex": ...}, found 1)"},
+        {"identity", R"("chip_number": "01")",
+         R"(/chip_number: expected 16 hexadecimal digits, found "01")"},
+        {"identity", R"("card_number": "01")",
+         R"(/card_number: expected 32 hexadecimal digits, found "01")"},
+        {"identity", R"("chip_number": "0102030405060708")", ": expected a key fingerprint"},
+        {"mifare-classic", R"("key": "")",
+         "/key: unknown key, expected one of type, name, inserted, size, uid, sectors, blocks"},
+        {"mifare-classic", R"("size": "2K")", R"(/size: expected "1K" or "4K", found "2K")"},
+        {"mifare-classic", R"("uid": "0102")",
+         R"(/uid: expected 8 hexadecimal digits, found "0102")"},
+        {"mifare-classic", R"("sectors": [{}])", "/sectors/0: expected a key number"},
+        {"mifare-classic", R"("sectors": [{"number": 17}])",
+         "/sectors/0/number: expected a whole number from 1 to 16, found 17"},
+        {"mifare-classic", R"("size": "4K", "sectors": [{"number": 41}])",
+         "/sectors/0/number: expected a whole number from 1 to 40, found 41"},
+        {"mifare-classic", R"("sectors": [{"number": 1, "key_a": "00"}])",
+         R"(/sectors/0/key_a: expected 12 hexadecimal digits, found "00")"},
+        {"mifare-classic", R"("sectors": [{"number": 1, "key_b": "0"}])",
+         R"(/sectors/0/key_b: expected an even number of hexadecimal digits, found "0")"},
+        {"mifare-classic", R"("sectors": [{"number": 1, "access": "00"}])",
+         R"(/sectors/0/access: expected 8 hexadecimal digits, found "00")"},
+        {"mifare-classic", R"("sectors": [{"number": 1, "keys": 1}])",
+         "/sectors/0/keys: unknown key, expected one of number, key_a, key_b, access"},
+        {"mifare-classic", R"("blocks": [{"number": 64, "data": ""}])",
+         "/blocks/0/number: expected a whole number from 1 to 63, found 64"},
+        {"mifare-classic", R"("size": "4K", "blocks": [{"number": 0, "data": ""}])",
+         "/blocks/0/number: expected a whole number from 1 to 255, found 0"},
+        {"mifare-classic", R"("blocks": [{"number": 7, "data": ""}])",
+         "/blocks/0/number: expected a data block, not the trailer of a sector, found 7"},
+        {"mifare-classic", R"("blocks": [{"number": 4}])",
+         "/blocks/0: expected either data or value, found object"},
+        {"mifare-classic", R"("blocks": [{"number": 4, "data": "12345678901234567"}])",
+         R"(/blocks/0/data: expected at most 16 bytes, found "12345678901234567")"},
+        {"mifare-classic", R"("blocks": [{"number": 4, "value": 2147483648}])",
+         "/blocks/0/value: expected a whole number from -2147483648 to 2147483647, found "
+         "2147483648"},
+        {"mifare-classic", R"("blocks": [{"number": 4, "text": ""}])",
+         "/blocks/0/text: unknown key, expected one of number, data, value"},
+        {"ultralight-c", R"("pages": {})",
+         "/pages: unknown key, expected one of type, name, inserted, uid, key, data, locks, "
+         "protected_from, protects_reading, seed"},
+        {"ultralight-c", R"("uid": "01020304")",
+         R"(/uid: expected 14 hexadecimal digits, found "01020304")"},
+        {"ultralight-c", R"("key": "01")", R"(/key: expected 32 hexadecimal digits, found "01")"},
+        {"ultralight-c", R"("locks": "01")",
+         R"(/locks: expected 8 hexadecimal digits, found "01")"},
+        {"ultralight-c", R"("protected_from": 2)",
+         "/protected_from: expected a whole number from 3 to 48, found 2"},
+        {"ultralight-c", R"("protects_reading": 1)",
+         "/protects_reading: expected true or false, found 1"},
+        {"ultralight-c", R"("seed": -1)",
+         "/seed: expected a whole number from 0 to 2147483647, found -1"},
+    };
+    for (const Row& row : rows) {
+        const std::string json = std::string(R"({"cards": [{"name": "x", "type": ")") + row.type +
+                                 "\", " + row.keys + "}]}";
+        EXPECT_EQ(error_of(json), std::string("deck: /cards/0") + row.error) << json;
+    }
+    const std::string long_photo(1025, 'P');
+    EXPECT_EQ(error_of(R"({"cards": [{"type": "identity", "name": "x", "photo": ")" + long_photo +
+                       "\"}]}"),
+              "deck: /cards/0/photo: expected at most 1024 bytes, found \"" + long_photo + '"');
+    EXPECT_EQ(
+        error_of(R"({"cards": [{"type": "identity", "name": "x", "fingerprint": ")" + long_photo +
+                 "\"}]}"),
+        "deck: /cards/0/fingerprint: expected at most 1024 bytes, found \"" + long_photo + '"');
+    const std::string long_data(145, 'D');
+    EXPECT_EQ(error_of(R"({"cards": [{"type": "ultralight-c", "name": "x", "data": ")" + long_data +
+                       "\"}]}"),
+              "deck: /cards/0/data: expected at most 144 bytes, found \"" + long_data + '"');
+}
+
+TEST(Deck, NamesAreOfTheirOwnAcrossModules) {
+    EXPECT_EQ(error_of(R"({"cards": [{"type": "magnetic", "name": "a"},
+                                     {"type": "identity", "name": "a"}]})"),
+              R"(deck: /cards/1/name: expected a name of its own for each card, found "a")");
+    EXPECT_EQ(error_of(R"({"cards": [{"type": "identity", "name": ""}]})"),
+              R"(deck: /cards/0/name: expected a name without blanks, found "")");
+}
+
+TEST(Deck, DefaultHasOneOfEachBesideTheReader) {
+    const auto reader = reader_from_deck(default_deck(), "built-in");
+    EXPECT_EQ(reader->describe(),
+              "member: slot 0, not powered\nvisitor: in the field, not powered\nlocker: out\n"
+              "ticket: out\nloyalty: out\nresident: out\nforeign: out\nresidence: out\n");
 }
 
 TEST(Deck, ComesFromAFile) {

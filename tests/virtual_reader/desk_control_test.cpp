@@ -24,11 +24,27 @@ TEST_F(DeskControl, MovesCards) {
     EXPECT_EQ(say("remove visitor"), "ok\n");
 }
 
+TEST_F(DeskControl, KnowsWhereEachKindGoes) {
+    say("remove visitor");
+    for (const char* card : {"locker", "ticket", "loyalty", "resident"})
+        EXPECT_EQ(say((std::string("insert ") + card).c_str()), "ok\n");
+    EXPECT_EQ(reader_->ic().card_at({true, 0})->name(), "ticket") << "in the place of the locker's";
+    EXPECT_EQ(reader_->describe(),
+              "member: slot 0, not powered\nvisitor: out\nlocker: out\n"
+              "ticket: in the field, not powered\n"
+              "loyalty: swiped\nresident: on the ID module\nforeign: out\nresidence: out\n");
+    EXPECT_EQ(say("insert foreign"), "ok\n");
+    EXPECT_EQ(say("remove resident"), "the card resident is not in the reader\n");
+    for (const char* card : {"ticket", "loyalty", "foreign"})
+        EXPECT_EQ(say((std::string("remove ") + card).c_str()), "ok\n");
+}
+
 TEST_F(DeskControl, ShowsTheState) {
     reader_->ic().power_on({false, 0});
     say("remove visitor");
     EXPECT_EQ(say("status"),
-              "member: slot 0, powered\nvisitor: out\n"
+              "member: slot 0, powered\nvisitor: out\nlocker: out\nticket: out\n"
+              "loyalty: out\nresident: out\nforeign: out\nresidence: out\n"
               "requests: 0, beeps: 0, resets: 0, rejected frames: 0, noise bytes: 0, baud: 9600\n");
 }
 

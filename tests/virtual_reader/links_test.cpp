@@ -69,6 +69,54 @@ TEST_F(Usb, UnpluggingEndsWaitingAndLosesWhatWaited) {
     EXPECT_TRUE(port_.read_report(100ms));
 }
 
+TEST_F(Usb, AnswersLateWhenACardIsSwiped) {
+    port_.with_reader([](Reader& reader) {
+        reader.magnetic().add(std::make_unique<MagneticCard>(
+            "stripe", std::array<Track, 3>{{{}, {"1=2", false}, {}}}));
+    });
+    port_.write_report(output_report(1, hex("1B 5D")));
+    EXPECT_FALSE(port_.read_report(1ms));
+    std::jthread desk([this] {
+        std::this_thread::sleep_for(10ms);
+        port_.with_reader([](Reader& reader) { reader.insert("stripe"); });
+    });
+    const auto report = port_.read_report(10s);
+    ASSERT_TRUE(report);
+    Bytes expected = hex("01 07 1B 73 31 3D 32 3F 1C");
+    expected.resize(64);
+    EXPECT_EQ(*report, expected);
+    EXPECT_FALSE(port_.read_report(1ms));
+}
+
+TEST_F(Usb, UnpluggingLosesALateAnswer) {
+    reader_->magnetic().add(std::make_unique<MagneticCard>("stripe", std::array<Track, 3>{}));
+    port_.write_report(output_report(1, hex("1B 5D")));
+    port_.unplug();
+    port_.with_reader([](Reader& reader) { reader.insert("stripe"); });
+    port_.plug();
+    EXPECT_FALSE(port_.read_report(1ms));
+}
+
+TEST_F(Usb, SplitsTheBlocksOfAnIdentityCard) {
+    IdentityCardSettings settings;
+    settings.name = "identity";
+    reader_->id().add(std::make_unique<IdentityCard>(std::move(settings)));
+    reader_->insert("identity");
+    port_.write_report(output_report(1, hex("1B 24 53 34")));
+    EXPECT_EQ(port_.read_report(100ms)->at(2), 'S');
+    for (const char* request : {"AA AA AA 96 69 00 03 20 01 22", "AA AA AA 96 69 00 03 20 02 21"}) {
+        port_.write_report(output_report(2, hex(request)));
+        EXPECT_TRUE(port_.read_report(100ms));
+    }
+    port_.write_report(output_report(2, hex("AA AA AA 96 69 00 03 30 01 32")));
+    std::vector<int> sizes;
+    while (const auto report = port_.read_report(1ms))
+        sizes.push_back((*report)[1]);
+    std::vector<int> expected(20, 62);
+    expected.push_back(1295 - 20 * 62);
+    EXPECT_EQ(sizes, expected);
+}
+
 // A host that has the line's other end open as a raw port.
 class Host {
   public:
@@ -83,18 +131,27 @@ class Host {
     Host(const Host&) = delete;
     Host& operator=(const Host&) = delete;
 
-    Bytes exchange(const Bytes& request, std::chrono::milliseconds limit) const {
+    void say(const Bytes& request) const {
         EXPECT_EQ(write(file_, request.data(), request.size()),
                   static_cast<ssize_t>(request.size()));
+    }
+
+    // What comes, up to `last`, or until nothing has come for so long.
+    Bytes hear(std::uint8_t last, std::chrono::milliseconds limit) const {
         Bytes reply;
         pollfd line{file_, POLLIN, 0};
         while (poll(&line, 1, static_cast<int>(limit.count())) > 0) {
             std::uint8_t byte = 0;
             if (read(file_, &byte, 1) != 1) break;
             reply.push_back(byte);
-            if (byte == 0x03) break;
+            if (byte == last) break;
         }
         return reply;
+    }
+
+    Bytes exchange(const Bytes& request, std::chrono::milliseconds limit) const {
+        say(request);
+        return hear(0x03, limit);
     }
 
   private:
@@ -131,6 +188,43 @@ TEST(SerialLink, CardsCanBeMovedWhileItServes) {
     SerialReader reader(reader_from_deck(default_deck(), "built-in"));
     const Host host(reader.device(), B9600);
     reader.with_reader([](Reader& one) { one.ic().remove("member"); });
+    EXPECT_EQ(host.exchange(ic_frame(hex("E1 01")), 2s), ic_frame(hex("FB")));
+}
+
+TEST(SerialLink, AnswersLateWhenACardIsSwiped) {
+    auto own = std::make_unique<Reader>();
+    own->magnetic().add(
+        std::make_unique<MagneticCard>("stripe", std::array<Track, 3>{{{}, {"1=2", false}, {}}}));
+    SerialReader reader(std::move(own));
+    const Host host(reader.device(), B9600);
+    host.say(hex("1B 5D"));
+    EXPECT_EQ(host.hear(0x1C, 50ms), Bytes{});
+    reader.with_reader([](Reader& one) { one.insert("stripe"); });
+    EXPECT_EQ(host.hear(0x1C, 2s), hex("1B 73 31 3D 32 3F 1C"));
+    reader.with_reader([](Reader& one) { one.remove("stripe"); });
+    host.say(hex("1B 5D"));
+    EXPECT_EQ(host.hear(0x1C, 50ms), Bytes{});
+    host.say(hex("1B 30"));
+    EXPECT_EQ(host.exchange(ic_frame(hex("E1 01")), 2s), ic_frame(hex("FB")));
+    reader.with_reader([](Reader& one) { one.insert("stripe"); });
+    EXPECT_EQ(host.hear(0x1C, 50ms), Bytes{}) << "given up by the reset";
+}
+
+TEST(SerialLink, GoesToTheIdRateAndBack) {
+    SerialReader reader(std::make_unique<Reader>());
+    {
+        const Host host(reader.device(), B9600);
+        host.say(hex("1B 24 53 34"));
+        EXPECT_EQ(host.hear(0x00, 50ms), Bytes{});
+    }
+    {
+        const Host host(reader.device(), B115200);
+        host.say(hex("AA AA AA 96 69 00 03 10 FF EC"));
+        EXPECT_EQ(host.hear(0x94, 2s), hex("AA AA AA 96 69 00 04 00 00 90 94"));
+        host.say(hex("1B 24 42 30"));
+        EXPECT_EQ(host.hear(0x00, 50ms), Bytes{});
+    }
+    const Host host(reader.device(), B9600);
     EXPECT_EQ(host.exchange(ic_frame(hex("E1 01")), 2s), ic_frame(hex("FB")));
 }
 

@@ -29,6 +29,11 @@ const Row rows[] = {
     {"magnetic reset", hex("1B 30"), {Framing::escape, hex("30")}},
     {"pass-through", hex("1B 25 35"), {Framing::escape, hex("25 35")}},
     {"mode", hex("1B 24 42 30"), {Framing::escape, hex("24 42 30")}},
+    {"track 2", hex("1B 5D"), {Framing::escape, hex("5D")}},
+    {"other tracks", hex("1B 46 5D"), {Framing::escape, hex("46 5D")}},
+    {"tracks to write",
+     hex("1B 74 31 3D 32 1D 1B 5C 1B 6A"),
+     {Framing::escape, hex("74 31 3D 32 1D 1B 5C 1B 6A")}},
     {"IC frame", kit::join({ascii("6002E10182"), {0x03}}), {Framing::ic_frame, hex("E1 01")}},
     {"Union frame",
      kit::join({{0x02}, ascii("0005322200000010"), {0x03}}),
@@ -93,6 +98,10 @@ TEST(RequestStream, TakesEveryEscapeForm) {
         bodies.push_back({0x25, port});
     for (const char* mode : {"$B0", "$B4", "$I0", "$I4", "$S0", "$S4"})
         bodies.push_back(ascii(mode));
+    for (const char* read : {"A]", "]", "T]", "D]", "E]", "B]", "F]"})
+        bodies.push_back(ascii(read));
+    for (const std::size_t size : {0u, 1u, 505u})
+        bodies.push_back(kit::join({ascii("t"), Bytes(size, '5'), hex("1D 1B 5C 1B 6A")}));
     for (const Bytes& body : bodies) {
         RequestStream stream;
         stream.feed(kit::join({{0x1B}, body}));
@@ -152,6 +161,7 @@ TEST(RequestStream, RejectsBrokenFrames) {
         kit::join({{0x02}, ascii("000000"), {0x03}}),            // nothing asked
         kit::join({{0x02}, {0x03}}),
         hex("1B 51"),  // unknown escape
+        hex("1B 41"),  // no read
     };
     for (const Bytes& wire : broken) {
         RequestStream stream;
@@ -160,6 +170,77 @@ TEST(RequestStream, RejectsBrokenFrames) {
         EXPECT_EQ(requests_of(stream).size(), 1u) << kit::to_hex(wire);
         EXPECT_EQ(stream.rejected(), 1u) << kit::to_hex(wire);
     }
+}
+
+TEST(RequestStream, RejectsAWriteWithoutEnd) {
+    RequestStream stream;
+    stream.feed(kit::join({hex("1B 74"), Bytes(510, '5')}));
+    EXPECT_FALSE(stream.next());
+    EXPECT_EQ(stream.rejected() + stream.noise(), 0u) << "its end may still come";
+    stream.feed(kit::join({hex("35 1D 1B 5C 1B 6A 1B 53")}));
+    const std::vector<Request> expected = {{Framing::escape, hex("53")}};
+    EXPECT_EQ(requests_of(stream), expected);
+    EXPECT_EQ(stream.rejected(), 3u) << "the write, and what looks like escapes in its end";
+    EXPECT_EQ(stream.noise(), 512u);
+}
+
+TEST(RequestStream, TakesIdFramesInTheirModeOnly) {
+    const Bytes frame = hex("AA AA AA 96 69 00 03 20 01 22");
+    const std::vector<Request> expected = {{Framing::id_frame, hex("20 01")}};
+    RequestStream stream;
+    stream.feed(frame);
+    EXPECT_TRUE(requests_of(stream).empty());
+    EXPECT_EQ(stream.noise(), 10u);
+    stream.listen_for_id(true);
+    for (std::size_t cut = 0; cut <= frame.size(); ++cut) {
+        stream.feed(std::span(frame).first(cut));
+        std::vector<Request> all = requests_of(stream);
+        stream.feed(std::span(frame).subspan(cut));
+        for (Request& request : requests_of(stream))
+            all.push_back(std::move(request));
+        EXPECT_EQ(all, expected) << "cut at " << cut;
+    }
+    EXPECT_EQ(stream.noise(), 10u);
+    stream.feed(hex("AA AA 96 69 AA 1B 53"));
+    const std::vector<Request> escape = {{Framing::escape, hex("53")}};
+    EXPECT_EQ(requests_of(stream), escape);
+    EXPECT_EQ(stream.noise(), 15u);
+    stream.feed(
+        kit::join({{0x02}, ascii("0005322200000010"), {0x03}, ascii("6002E10182"), {0x03}}));
+    EXPECT_TRUE(requests_of(stream).empty());
+    EXPECT_EQ(stream.noise(), 15u + 18 + 11);
+    EXPECT_EQ(stream.rejected(), 0u);
+}
+
+TEST(RequestStream, RejectsBrokenIdFrames) {
+    const std::pair<Bytes, std::size_t> broken[] = {
+        {hex("AA AA AA 96 69 00 03 20 01 23"), 0},                        // check byte
+        {hex("AA AA AA 96 69 00 01 01"), 1},                              // nothing asked
+        {hex("AA AA AA 96 69 00 00"), 0},                                 // no check byte
+        {kit::join({hex("AA AA AA 96 69 00 41"), Bytes(65, 0x00)}), 65},  // too long
+        {hex("AA AA AA 96 69 FF FF"), 0},
+    };
+    for (const auto& [wire, noise] : broken) {
+        RequestStream stream;
+        stream.listen_for_id(true);
+        stream.feed(wire);
+        stream.feed(hex("AA AA AA 96 69 00 03 20 01 22"));
+        EXPECT_EQ(requests_of(stream).size(), 1u) << kit::to_hex(wire);
+        EXPECT_EQ(stream.rejected(), 1u) << kit::to_hex(wire);
+        EXPECT_EQ(stream.noise(), noise) << kit::to_hex(wire);
+    }
+    RequestStream stream;
+    stream.listen_for_id(true);
+    stream.feed(kit::join({hex("AA AA AA 96 69 00 40"), Bytes(63, 0x11), hex("51")}));
+    const std::vector<Request> longest = {{Framing::id_frame, Bytes(63, 0x11)}};
+    EXPECT_EQ(requests_of(stream), longest);
+}
+
+TEST(IdReply, HasAPreambleAndALengthWithTheCheckByte) {
+    EXPECT_EQ(id_reply(hex("00 00 9F 00 00 00 00")),
+              hex("AA AA AA 96 69 00 08 00 00 9F 00 00 00 00 97"));
+    EXPECT_EQ(id_reply(Bytes(0x1FF, 0x10)),
+              kit::join({hex("AA AA AA 96 69 02 00"), Bytes(0x1FF, 0x10), {0x12}}));
 }
 
 TEST(IcReply, IsTextWithCheckAndEnd) {

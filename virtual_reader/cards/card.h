@@ -21,7 +21,8 @@ class Card {
     // What was selected or authenticated is forgotten.
     virtual void power_off() = 0;
 
-    // One command, and the response with its status word. Only called while powered.
+    // One command, and the response with its status word if the card's protocol has one. Empty from
+    // a card that says nothing. Only called while powered.
     virtual Bytes transmit(View command) = 0;
 };
 

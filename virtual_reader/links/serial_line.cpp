@@ -54,6 +54,9 @@ SerialLine::~SerialLine() {
 bool SerialLine::serve(Reader& reader) {
     pollfd line{master_, POLLIN, 0};
     if (poll(&line, 1, 0) < 0) return true;
+    // What nobody is there to hear is lost.
+    const Bytes late = reader.take_late_serial();
+    if ((line.revents & POLLHUP) == 0) write_all(late);
     if ((line.revents & POLLIN) == 0) return (line.revents & POLLHUP) == 0;
     std::array<std::uint8_t, 4096> bytes;
     const ssize_t count = read(master_, bytes.data(), bytes.size());

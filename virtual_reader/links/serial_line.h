@@ -21,8 +21,9 @@ class SerialLine {
     // Becomes readable when the host has sent something.
     int descriptor() const { return master_; }
 
-    // Takes what the host has sent, if anything, and writes the reader's answers. Bytes at another
-    // rate than the reader's are noise to it. Returns false while no host has the line open.
+    // Takes what the host has sent, if anything, and writes the reader's answers, also those for
+    // which it waited for a card. Bytes at another rate than the reader's are noise to it. Returns
+    // false while no host has the line open.
     bool serve(Reader& reader);
 
     // Bytes that came at another rate.

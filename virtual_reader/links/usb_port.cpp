@@ -8,6 +8,7 @@ namespace {
 constexpr std::size_t input_size = 64;
 constexpr std::size_t input_payload = 62;
 constexpr std::size_t output_header = 3;
+constexpr std::uint8_t escape_mode_id = 1;
 
 void put_into_reports(std::uint8_t mode_id, View payload, std::deque<Bytes>& reports) {
     while (!payload.empty()) {
@@ -33,6 +34,12 @@ int UsbPort::write_report(View report) {
         changed_.notify_all();
     }
     return static_cast<int>(report.size());
+}
+
+void UsbPort::collect_late() {
+    const Bytes late = reader_.take_late_usb();
+    if (plugged_) put_into_reports(escape_mode_id, late, input_);
+    changed_.notify_all();
 }
 
 std::optional<Bytes> UsbPort::read_report(std::chrono::milliseconds limit) {

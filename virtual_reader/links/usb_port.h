@@ -29,14 +29,23 @@ class UsbPort {
     void plug();
     bool is_plugged() const;
 
-    // Runs `action` on the reader while no report is being handled.
+    // Runs `action` on the reader while no report is being handled. What the reader says of it, for
+    // a request that waited for a card, can be read then.
     template <class Action>
     auto with_reader(Action action) {
         const std::lock_guard lock(mutex_);
+        const CollectLate collect{*this};
         return action(reader_);
     }
 
   private:
+    void collect_late();
+
+    struct CollectLate {
+        UsbPort& port;
+        ~CollectLate() { port.collect_late(); }
+    };
+
     Reader& reader_;
     mutable std::mutex mutex_;
     std::condition_variable changed_;

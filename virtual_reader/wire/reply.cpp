@@ -44,4 +44,14 @@ Bytes union_reply(View body) {
     return wire;
 }
 
+Bytes id_reply(View body) {
+    const std::size_t length = body.size() + 1;
+    Bytes checked = {static_cast<std::uint8_t>(length >> 8), static_cast<std::uint8_t>(length)};
+    append(checked, body);
+    Bytes wire = {0xAA, 0xAA, 0xAA, 0x96, 0x69};
+    append(wire, checked);
+    wire.push_back(xor_of(checked));
+    return wire;
+}
+
 }  // namespace virtual_reader

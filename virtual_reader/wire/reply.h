@@ -13,4 +13,7 @@ Bytes ic_reply(View body);
 // 02, length (2 bytes), body, XOR of the body in characters '0' + nibble, then 03.
 Bytes union_reply(View body);
 
+// AA AA AA 96 69, length (2 bytes, with the check byte), body, XOR of length and body.
+Bytes id_reply(View body);
+
 }  // namespace virtual_reader

@@ -9,6 +9,7 @@ enum class Framing {
     escape,       // body: the bytes behind ESC
     ic_frame,     // body: the command bytes
     union_frame,  // body: the command bytes
+    id_frame,     // body: the command bytes
 };
 
 struct Request {

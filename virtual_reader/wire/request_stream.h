@@ -11,6 +11,10 @@ class RequestStream {
   public:
     void feed(View bytes) { append(held_, bytes); }
 
+    // Whether ID frames are understood, or IC and Union frames; escape commands always are. What
+    // was fed and not yet taken is read in the new way.
+    void listen_for_id(bool id) { listens_for_id_ = id; }
+
     // The next whole request. Bytes that begin none are dropped, and so are frames with a wrong
     // length or check byte; both are counted.
     std::optional<Request> next();
@@ -24,6 +28,7 @@ class RequestStream {
     }
 
     Bytes held_;
+    bool listens_for_id_ = false;
     std::size_t noise_ = 0;
     std::size_t rejected_ = 0;
 };
