@@ -842,8 +842,7 @@ DESKREADER_API int EPED_Purchase(DEVCONTEXT* pContext, int iSlot, int iReserved1
                                  const char* szData, int iReserved2, unsigned char* szOut,
                                  int* pnOutLen);
 
-/* ==== Cards: magnetic stripe ===========================================================
-
+/* ==== Cards: magnetic stripe =================================================================
  *
  * The stripe module's commands, as escape sequences. A selection is its tracks as decimal digits.
  * Time limits are milliseconds. A negative number of the exchange down to -99 is returned as it is;
@@ -879,7 +878,7 @@ DESKREADER_API int MSR_WriteTrack(DEVCONTEXT* pContext, int iReserved, int iTrac
  * -2105 when no such character comes or for another kind, szCardNo then holds what was collected,
  * unterminated; -22 for a null pointer. */
 DESKREADER_API int MSR_GetCardNo(int iKind, const char* szText, char* szCardNo);
-=======
+
 /* ==== Cards: MIFARE Classic ===================================================================
  *
  * The reader's commands for these cards, in the frame that "Iccmd" (0 when missing) chooses on
@@ -1129,8 +1128,7 @@ DESKREADER_API int RD_ICExeScript_TC(int iSlot, const char* szTxData, const char
 DESKREADER_API int RD_ICExeScript(int iSlot, const char* szTxData, const char* szArpc,
                                   int iReserved, char* szResult);
 
-/* ==== API: magnetic cards ==============================================================
-
+/* ==== API: magnetic cards ====================================================================
  *
  * A selection is its tracks as decimal digits: 1, 2, 3, 12, 13, 23 or 123. iMode has no meaning.
  * Reads and writes end with a reset of the stripe module, whatever became of them; refused
@@ -1174,7 +1172,7 @@ DESKREADER_API int RD_GetMagCardNo(int iMode, int iTracks, int iKind, char* szCa
 
 /* 1 if every character can be written on a track (an empty text can), else 0; 0 for null. */
 DESKREADER_API int IsTrackDataValue(const char* szText);
-=======
+
 /* ==== API: MIFARE Classic =====================================================================
  *
  * RD_M1Powerup, RD_M1Verify for a sector, blocks and values of that sector, RD_M1Powerdown. Blocks
