@@ -28,7 +28,7 @@ TEST_F(DeskControl, ShowsTheState) {
     reader_->ic().power_on({false, 0});
     say("remove visitor");
     EXPECT_EQ(say("status"),
-              "member: slot 0, powered\nvisitor: out\n"
+              "member: slot 0, powered\nvisitor: out\nbank: out\ncitizen: out\n"
               "requests: 0, beeps: 0, resets: 0, rejected frames: 0, noise bytes: 0, baud: 9600\n");
 }
 

@@ -48,7 +48,8 @@ void Responder::begin(const Command& command) {
 
 Bytes Responder::read(Bytes data, const Command& command) {
     if (!command.le) return answer(std::move(data));
-    if (*command.le > data.size() && by_procedure_bytes_ && data.size() < most_bytes)
+    const bool wrong_length = *command.le > data.size() && data.size() < most_bytes;
+    if (by_procedure_bytes_ && wrong_length && !data.empty())
         return status_only(with_count(sw_right_length, data.size()));
     if (*command.le < data.size()) data.resize(*command.le);
     return with_status(std::move(data), sw_success);
