@@ -601,6 +601,31 @@ DESKREADER_API int VexoIc_SendCmd(DEVCONTEXT* pContext, const unsigned char* szC
 DESKREADER_API int Union_SendCmd(DEVCONTEXT* pContext, const unsigned char* szCmd, int iCmdLen,
                                  unsigned char* szOut, int iOutSize, int iTimeout);
 
+/* ==== Protocol: ID frame ======================================================================
+ *
+ * Binary, both ways: AA AA AA 96 69, two bytes of length (big-endian, of all that follows), the
+ * bytes, and a check byte. A reply's bytes begin with three of status. */
+
+/* Writes the frame of a command: preamble, length, command, and the XOR of length and command.
+ * Returns its length, iCmdLen + 8; -22 for a null pointer, a negative count, and where the frame
+ * buffer is smaller than 2 * (iCmdLen + 4) or the command longer than 1021 bytes. */
+DESKREADER_API int ID_MakeCmdPackage(const unsigned char* szCmd, int iCmdLen,
+                                     unsigned char* szFrame, int iFrameSize);
+
+/* Returns 1 once the bytes begin with the preamble and all that their length announces has come,
+ * else 0. Noise before the preamble is not skipped. */
+DESKREADER_API int VexoIdPacketIsEnd(unsigned char* szData, unsigned int nLength);
+
+/* One command (at most 508 bytes) in the ID frame and its reply, without preamble, length and check
+ * byte, in szOut. Returns the bytes READ from the device, all included: reply + 8, more where the
+ * link brought more (USB HID fills its reports with zeros), less where the limit ended the wait.
+ * -22 for a null pointer, a count or size of 0, a command that is too long, and an iOutSize that is
+ * not greater than the reply; otherwise the result of open, write or read. After a failed read
+ * szOut is overwritten with iCmdLen + 7 zeros. A reply without the preamble passes: szOut then has
+ * what follows its seventh byte. The check byte is not verified. */
+DESKREADER_API int ID_SendCmd(DEVCONTEXT* pContext, const unsigned char* szCmd, int iCmdLen,
+                              unsigned char* szOut, int iOutSize, int iTimeout);
+
 /* ==== Cards: IC reader ========================================================================
  *
  * The reader's commands for IC cards and for the device, in the frame that "Iccmd" chooses on every
@@ -842,6 +867,121 @@ DESKREADER_API int EPED_Purchase(DEVCONTEXT* pContext, int iSlot, int iReserved1
                                  const char* szData, int iReserved2, unsigned char* szOut,
                                  int* pnOutLen);
 
+/* ==== Cards: identity cards ===================================================================
+ *
+ * The commands of the reader's identity module. The caller switches the reader into ID mode and to
+ * the module's baud rate before, and back after. All return 0 or ID_SendCmd's number; outputs are
+ * written only on success. -22 for a null output. Time limits are milliseconds. */
+
+/* A handle that hosts may set: while it is not null, all commands but ID_SetIdBaud return 0 at once
+ * and do nothing. Null at load; nothing here sets it. */
+DESKREADER_API extern void* g_hSdtDll;
+
+/* "//sdtapi.dll"; nothing here reads it. */
+DESKREADER_API extern char g_szSdtDllName[260];
+
+/* Resets the module. -3000 when it refuses. */
+DESKREADER_API int ID_ResetCard(DEVCONTEXT* pContext, int iTimeout);
+
+/* Searches for a card, and selects the one found. -3001 for no card, -3002 for any other status. */
+DESKREADER_API int ID_FindCard(DEVCONTEXT* pContext, int iTimeout);
+DESKREADER_API int ID_SelectCard(DEVCONTEXT* pContext, int iTimeout);
+
+/* Read the selected card: 256 bytes of text, 1,024 of photo and, with _FP, 1,024 of fingerprint,
+ * where the card has them. Provide 4096 bytes: what follows the blocks means nothing, and the
+ * length counts 8 bytes more than the blocks (10 less 2 with _FP), on USB HID also the zeros that
+ * fill the last report. -3001 when the card could not be read, -3002 for any other status. */
+DESKREADER_API int ID_ReadCard(DEVCONTEXT* pContext, unsigned char* szRecord, int* pnRecordLen,
+                               int iTimeout);
+DESKREADER_API int ID_ReadCard_FP(DEVCONTEXT* pContext, unsigned char* szRecord, int* pnRecordLen,
+                                  int iTimeout);
+
+/* Sets the module's baud rate: 9600, 19200, 38400, 57600 or 115200; -1007 for all others, without
+ * traffic. -3004 when the module refuses. */
+DESKREADER_API int ID_SetIdBaud(DEVCONTEXT* pContext, int iBaud, int iTimeout);
+
+/* Does nothing, and returns 0. RD_ChangeMode calls it where "IdChange" is 2. */
+DESKREADER_API int ID_ChangeSDT(int iMode);
+
+/* Does nothing: *pnExpired stays as it is. */
+DESKREADER_API void ID_IsTimeOut(const char* szValidEnd, int* pnExpired);
+
+/* ==== Cards: identity card fields =============================================================
+ *
+ * Each takes one field out of a record as ID_ReadCard or ID_ReadCard_FP gives it and writes it as
+ * terminated GB 18030 text, followed by one zero byte more. -22 for a null pointer. Clear the
+ * buffer first and provide the bytes that stand with the function. A record of 256 bytes will do
+ * except for the blocks.
+ *
+ * One layout of text serves three kinds of card, of which ID_GetCardType tells: "N" the resident
+ * identity card, "J" the residence card for residents of Hong Kong, Macau and Taiwan, "I" the
+ * foreign permanent resident's card, whose functions end in _Foreign. */
+
+/* Fields as they stand, filled with spaces or not. Return the bytes written, two zero bytes
+ * included. */
+DESKREADER_API int ID_GetNationCode(const unsigned char* szRecord, char* szText);         /* 10 */
+DESKREADER_API int ID_GetBirth(const unsigned char* szRecord, char* szText);              /* 34 */
+DESKREADER_API int ID_GetCardNumber(const unsigned char* szRecord, char* szText);         /* 74 */
+DESKREADER_API int ID_GetIssueTimes_GAT(const unsigned char* szRecord, char* szText);     /* 10 */
+DESKREADER_API int ID_GetCardNumber_Foreign(const unsigned char* szRecord, char* szText); /* 62 */
+DESKREADER_API int ID_GetNationCode_Foreign(const unsigned char* szRecord, char* szText); /* 14 */
+DESKREADER_API int ID_GetBirth_Foreign(const unsigned char* szRecord, char* szText);      /* 34 */
+DESKREADER_API int ID_GetCardVer_Foreign(const unsigned char* szRecord, char* szText);    /* 10 */
+DESKREADER_API int ID_GetPoliceCode_Foreign(const unsigned char* szRecord, char* szText); /* 18 */
+
+/* The same; the integer is not read. 6 bytes. */
+DESKREADER_API int ID_GetSexCode(const unsigned char* szRecord, int iReserved, char* szText);
+DESKREADER_API int ID_GetSexCode_Foreign(const unsigned char* szRecord, int iReserved,
+                                         char* szText);
+
+/* Fields cut by ID_FilterSpaces. Return the text's length. */
+DESKREADER_API int ID_GetName(const unsigned char* szRecord, char* szText);                /* 62 */
+DESKREADER_API int ID_GetAddress(const unsigned char* szRecord, char* szText);             /* 142 */
+DESKREADER_API int ID_GetPolice(const unsigned char* szRecord, char* szText);              /* 62 */
+DESKREADER_API int ID_GetValidStart(const unsigned char* szRecord, char* szText);          /* 34 */
+DESKREADER_API int ID_GetValidEnd(const unsigned char* szRecord, char* szText);            /* 34 */
+DESKREADER_API int ID_GetCardNo_GAT(const unsigned char* szRecord, char* szText);          /* 38 */
+DESKREADER_API int ID_GetEnglishName_Foreign(const unsigned char* szRecord, char* szText); /* 242 */
+DESKREADER_API int ID_GetChineseName_Foreign(const unsigned char* szRecord, char* szText); /* 62 */
+DESKREADER_API int ID_GetValidStart_Foreign(const unsigned char* szRecord, char* szText);  /* 34 */
+DESKREADER_API int ID_GetValidEnd_Foreign(const unsigned char* szRecord, char* szText);    /* 34 */
+
+/* Cuts a text, in place, at the beginning of its last run of spaces, also where something else
+ * follows it ("AB CD" becomes "AB"). A text whose last run is its beginning stays. Returns the
+ * length. */
+DESKREADER_API int ID_FilterSpaces(char* szText);
+
+/* "N", "I" or "J". 6 bytes. Returns 1. */
+DESKREADER_API int ID_GetCardType(const unsigned char* szRecord, char* szText);
+
+/* The sex in words: code 1 male, 2 female, any other unknown. 6 bytes; the integer is not read.
+ * Return the text's length. */
+DESKREADER_API int ID_GetSex(const unsigned char* szRecord, int iReserved, char* szText);
+DESKREADER_API int ID_GetSex_Foreign(const unsigned char* szRecord, int iReserved, char* szText);
+
+/* The name of the ethnic group (GB/T 3304), without suffix: code 1 to 56, 97 others, 98 a foreigner
+ * by descent; empty for any other code. 32 bytes. Returns the text's length. */
+DESKREADER_API int ID_GetNation(const unsigned char* szRecord, char* szText);
+
+/* The first row of szCitizenship in which the card's code stands, anywhere; the code itself if
+ * there is none. 32 bytes, cleared before: a row is copied without terminator. Returns the length
+ * of what was found. */
+DESKREADER_API int ID_GetNation_Foreign(const unsigned char* szRecord, char* szText);
+
+/* Countries and territories: Chinese name, '/' and the alpha-3 code of ISO 3166-1 (some are those
+ * of former times), terminated GB 18030 text. The order decides which row is found. */
+DESKREADER_API extern const char szCitizenship[239][32];
+
+/* Blocks of bytes. Return their size. */
+DESKREADER_API int ID_GetPhotoInfo(const unsigned char* szRecord,
+                                   unsigned char* szPhoto); /* 1024, at 256 of the record */
+DESKREADER_API int ID_GetFPInfo(const unsigned char* szRecord,
+                                unsigned char* szFingerprint); /* 1024, at 1280 */
+DESKREADER_API int ID_GetASICSerialNumber_GAT(const unsigned char* szRecord,
+                                              unsigned char* szNumber); /* 8, at 2304 */
+DESKREADER_API int ID_GetSerialCardNumber_GAT(const unsigned char* szRecord,
+                                              unsigned char* szNumber); /* 16, at 2312 */
+
 /* ==== API: connection and device ==============================================================
  *
  * All on the one `context`. Results are API numbers unless said otherwise; every failure is logged.
@@ -890,7 +1030,7 @@ DESKREADER_API int RD_Reset(void);
 DESKREADER_API int RD_SetBpPort(int iBpPort);
 
 /* Switches the reader's module: 0 normal, 1 IC, 2 identity cards. "IdChange" 1 does it by command
- * (see Ovan_ChangeMode); any other value does nothing and returns 0. */
+ * (see Ovan_ChangeMode), 2 through ID_ChangeSDT; any other value does nothing and returns 0. */
 DESKREADER_API int RD_ChangeMode(int iMode);
 
 /* Changes the host's serial rate and stores the old one, reopening an open port. Over USB HID
