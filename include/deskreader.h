@@ -982,6 +982,26 @@ DESKREADER_API int ID_GetASICSerialNumber_GAT(const unsigned char* szRecord,
 DESKREADER_API int ID_GetSerialCardNumber_GAT(const unsigned char* szRecord,
                                               unsigned char* szNumber); /* 16, at 2312 */
 
+/* ==== Cards: identity card photo ==============================================================
+ *
+ * The 1,024-byte photo block (ID_GetPhotoInfo) is decoded by a library that is not part of this
+ * one: "./libwlt.so" in the process's working directory, with
+ *     int unpack(const unsigned char* szPhoto, unsigned char* szPixels, int iSetting);
+ * It gets 788 as the setting, writes 102 x 126 pixels of three bytes, the lowest row first, into
+ * 40960 bytes, and returns a negative number when it fails. */
+
+/* Writes the photo as a BMP file of 24 bits a pixel (38862 bytes, rows filled up with FF), in the
+ * place of what has that name. Returns 0; -1 without the decoder (information is logged), -2
+ * without its function, -3 when it fails or the file cannot be written, -22 for a null pointer. The
+ * decoder stays loaded after -2, and after -3 if it was it that failed. */
+DESKREADER_API int ID_GetBmpFile(const unsigned char* szPhoto, const char* szBmpPath);
+
+/* Do nothing and return 0. */
+DESKREADER_API int ID_GetBmpData(const unsigned char* szPhoto, int iReserved,
+                                 unsigned char* szPhotoData, int* pnPhotoDataLen);
+DESKREADER_API int ID_GetFrontBackImg(const unsigned char* szRecord, const unsigned char* szPhoto,
+                                      char* szFrontImg, char* szBackImg);
+
 /* ==== API: connection and device ==============================================================
  *
  * All on the one `context`. Results are API numbers unless said otherwise; every failure is logged.
