@@ -2,7 +2,7 @@
 // spaces) and behind it, and what becomes of each on the way to a host.
 #include <deskreader.h>
 
-#include <array>
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -72,7 +72,7 @@ constexpr auto unknown = gb18030::encode<5>(u"未知");
 
 // Replaces what stands in a host's buffer. Returns the text's length.
 int write_text(std::string_view text, char* out) noexcept {
-    std::memcpy(out, text.data(), text.size());
+    std::ranges::copy(text, out);
     out[text.size()] = '\0';
     return static_cast<int>(text.size());
 }
