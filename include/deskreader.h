@@ -1176,6 +1176,81 @@ DESKREADER_API int RD_ICGenARQC(int iSlot, const char* szTxData, int iOutSize, c
 DESKREADER_API int PBOC_BuildARQCBack(const unsigned char* szAcData, int iAcLen,
                                       unsigned char* szOut, int* pnOutLen);
 
+/* ==== API: identity cards =====================================================================
+ *
+ * Each call brings the reader into ID mode and the port to the configured "IdBaud", and both back
+ * at its end, whatever happens. A reader on a serial port should not answer the mode command:
+ * nobody waits for the two bytes there, and they would stand before the module's first answer and
+ * hide it, unless they come before the port is opened anew for an "IdBaud" other than its rate.
+ *
+ * A read searches for a card about every second, for iTimeout seconds or, with 0, without end; then
+ * it selects and reads what is there. It returns 0; -1007 for a negative limit, a path of more than
+ * 260 bytes and a null szInfo or pnInfoLen; -1006 when cancelled; -3000 for a module that does not
+ * answer as it should; -3001 for no card, -3002 when the card cannot be read. When the limit is
+ * over, the card is selected all the same and the result is what comes of that; with iTimeout 0 it
+ * is -3001 for any other failure of the search.
+ *
+ * The text is GB 18030, "|" between fields, terminated:
+ *
+ *      card type "N"       "J"                 "I"
+ *      resident            from Hong Kong,     foreigner
+ *                          Macau, Taiwan
+ *    1 name                name                English name
+ *    2 sex                 sex                 sex
+ *    3 ethnic group                            country, "/" and code
+ *    4 date of birth       date of birth       date of birth
+ *    5 address             address
+ *    6 identity number     identity number     card number
+ *    7 issuing authority   issuing authority   code of it
+ *    8 valid from          valid from          valid from
+ *    9 valid until         valid until         valid until
+ *   10 N                   J                   I
+ *   11                                         Chinese name
+ *   12                                         version of the card
+ *   13                     pass number
+ *   14                     number of issues                                                      */
+
+/* Resets the ID module. */
+DESKREADER_API int RD_IdReset(void);
+
+/* Sets the ID module's baud rate (see ID_SetIdBaud). -1007 for a rate that it does not know. */
+DESKREADER_API int RD_SetIdBaud(int iBaud);
+
+/* Reads a card and tells whether that went well. Nothing is written; both pointers may be null. */
+DESKREADER_API int RD_GetIdRawData(unsigned char* szRawData, int* pnRawDataLen, int iTimeout);
+
+/* Reads a card into the text above, always all fields: provide 544 bytes. With a path that is
+ * neither null nor empty its photo becomes a file (see ID_GetBmpFile):
+ * - a path with ".bmp" in it is that file; its directory is made, up to the last backslash or,
+ *   without one, the last slash;
+ * - a path without any of ".bmp", ".jpg", ".png" and ".gif" is a directory, which is made, and the
+ *   file in it is named by field 6 and ".bmp"; a number with a slash in it names none;
+ * - any other path is a file that "./libPicConvert.so" makes of temp.bmp, a file that is written to
+ *   the same directory and deleted afterwards, with
+ *       int BmpToJpg(const char* szBmpPath, const char* szTarget, int iQuality);
+ *   of quality 60. If the path has a slash, a DIRECTORY of its whole name is made first: name a
+ * file that exists, or one in the working directory. Directories are made with mode 0007, in which
+ * only a privileged process can write.
+ *
+ * Returns also -3003 for a BMP file that could not be written; for the third kind of path, in this
+ * order, ID_GetBmpFile's number, -1009 without the library, -1010 without its function, or what the
+ * function returns. The text is written in all these cases.
+ *
+ * *pnExpired stays as it is (0 is stored where "valid until" is "long-term" in UTF-8, which no card
+ * has). Nothing is written to szPhotoData and pnPhotoDataLen. All three may be null. */
+DESKREADER_API int RD_ReadIdInfo(const char* szBmpPath, int iReserved, char* szInfo, int* pnInfoLen,
+                                 int* pnExpired, int iReserved2, unsigned char* szPhotoData,
+                                 int* pnPhotoDataLen, int iTimeout);
+
+/* Read a card into the text above, of which fields 13 and 14 are there for "J" only: provide 544
+ * bytes. The path is checked and not used. The two images, either may be null, become empty texts.
+ */
+DESKREADER_API int RD_ReadIdInfo_Pic(const char* szPicPath, int iReserved, char* szInfo,
+                                     int* pnInfoLen, int iTimeout);
+DESKREADER_API int RD_ReadIdInfo_Pic_FB(const char* szPicPath, int iReserved, char* szInfo,
+                                        int* pnInfoLen, char* szFrontImg, char* szBackImg,
+                                        int iTimeout);
+
 /* ==== API: social security cards ============================================================== */
 
 /* The card's thirteen basic elements with "|" between them, appended to the text in szOut, which
@@ -1186,6 +1261,42 @@ DESKREADER_API int PBOC_BuildARQCBack(const unsigned char* szAcData, int iAcLen,
  * failure: -4100 when directory or file cannot be selected, otherwise the number of the record that
  * could not be read. */
 DESKREADER_API int RD_SSCReadInfo(int iSlot, char* szOut, int iTimeout);
+
+/* ==== Terminal: identity cards ================================================================ */
+
+/* Reads a card as RD_ReadIdInfo_Pic does, on an open reader; the text takes at most iSize bytes,
+ * terminator included, and is cut where it is longer. With a head path the photo becomes the file
+ * that RD_ModifyIdPath_KP derives (kind 0, base name field 6): a BMP file, or what
+ * "./libPicConvert.so" makes of one (see RD_ReadIdInfo); no directory is made, and a path from
+ * which no name can be derived counts as none. The other three paths are checked for their length
+ * and not used, and piState is not written; all but szInfo may be null. Results as
+ * RD_ReadIdInfo_Pic; -1007 also for an iSize below 1; with the text written, -1009 or -1010 for a
+ * converter that is missing or has no function, -3003 for a photo that could not be written for
+ * another reason. */
+DESKREADER_API int RD_ReadIdInfo_Pic_KP(const char* szHeadPath, const char* szFacePath,
+                                        const char* szBackPath, const char* szCardPath, int iSize,
+                                        char* szInfo, int* piState, int iTimeout);
+
+/* Opens the reader on a port, reads a card so and closes the reader. The port is "USB" for USB HID,
+ * any other text the serial device /dev/TEXT (at most 58 characters). The first character of
+ * szExtendPort selects the pass-through port; null or empty selects none. A rate of 0 is 9600; the
+ * limit is seconds. Sets "IdChange" to 1 in config.ini. Provide 4096 bytes for the text; it is
+ * empty after a failed read. Returns a terminal number; -1 for a negative limit, a null port or a
+ * null szIdentityInfo, before anything is opened. */
+DESKREADER_API int ID_GetInfo(const char* pszPort, const char* szExtendPort, int nBaudRate,
+                              int nTimeout, const char* szPhotoHead, const char* szPhotoFace,
+                              const char* szPhotoBack, const char* szPhotoCard,
+                              char* szIdentityInfo);
+
+/* The name of one of the four photos (kind 0 head, 1 face, 2 back, 3 card) that belong to a path:
+ * its directory, a backslash, the base name, nothing or "_1" to "_3", and its extension. A path
+ * that does not end in ".jpg", ".bmp", ".png" or ".gif" is a directory as a whole and the extension
+ * is
+ * ".bmp"; of one that does, the directory is what stands before its last backslash. Empty for a
+ * null or empty path, for a file without backslash and for a name of more than 1023 bytes;
+ * otherwise untouched for another kind. Provide 1024 bytes. Returns 0. */
+DESKREADER_API int RD_ModifyIdPath_KP(int iKind, const char* szBaseName, const char* szGivenPath,
+                                      char* szOutPath);
 
 #ifdef __cplusplus
 }
