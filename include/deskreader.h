@@ -601,6 +601,31 @@ DESKREADER_API int VexoIc_SendCmd(DEVCONTEXT* pContext, const unsigned char* szC
 DESKREADER_API int Union_SendCmd(DEVCONTEXT* pContext, const unsigned char* szCmd, int iCmdLen,
                                  unsigned char* szOut, int iOutSize, int iTimeout);
 
+/* ==== Protocol: ID frame ======================================================================
+ *
+ * Binary, both ways: AA AA AA 96 69, two bytes of length (big-endian, of all that follows), the
+ * bytes, and a check byte. A reply's bytes begin with three of status. */
+
+/* Writes the frame of a command: preamble, length, command, and the XOR of length and command.
+ * Returns its length, iCmdLen + 8; -22 for a null pointer, a negative count, and where the frame
+ * buffer is smaller than 2 * (iCmdLen + 4) or the command longer than 1021 bytes. */
+DESKREADER_API int ID_MakeCmdPackage(const unsigned char* szCmd, int iCmdLen,
+                                     unsigned char* szFrame, int iFrameSize);
+
+/* Returns 1 once the bytes begin with the preamble and all that their length announces has come,
+ * else 0. Noise before the preamble is not skipped. */
+DESKREADER_API int VexoIdPacketIsEnd(unsigned char* szData, unsigned int nLength);
+
+/* One command (at most 508 bytes) in the ID frame and its reply, without preamble, length and check
+ * byte, in szOut. Returns the bytes READ from the device, all included: reply + 8, more where the
+ * link brought more (USB HID fills its reports with zeros), less where the limit ended the wait.
+ * -22 for a null pointer, a count or size of 0, a command that is too long, and an iOutSize that is
+ * not greater than the reply; otherwise the result of open, write or read. After a failed read
+ * szOut is overwritten with iCmdLen + 7 zeros. A reply without the preamble passes: szOut then has
+ * what follows its seventh byte. The check byte is not verified. */
+DESKREADER_API int ID_SendCmd(DEVCONTEXT* pContext, const unsigned char* szCmd, int iCmdLen,
+                              unsigned char* szOut, int iOutSize, int iTimeout);
+
 /* ==== Cards: IC reader ========================================================================
  *
  * The reader's commands for IC cards and for the device, in the frame that "Iccmd" chooses on every
@@ -928,6 +953,141 @@ DESKREADER_API int M1_IncreaseValue(DEVCONTEXT* pContext, unsigned char nBlock, 
 DESKREADER_API int M1_DecreaseValue(DEVCONTEXT* pContext, unsigned char nBlock, unsigned nValue,
                                     int iTimeout);
 
+/* ==== Cards: identity cards ===================================================================
+ *
+ * The commands of the reader's identity module. The caller switches the reader into ID mode and to
+ * the module's baud rate before, and back after. All return 0 or ID_SendCmd's number; outputs are
+ * written only on success. -22 for a null output. Time limits are milliseconds. */
+
+/* A handle that hosts may set: while it is not null, all commands but ID_SetIdBaud return 0 at once
+ * and do nothing. Null at load; nothing here sets it. */
+DESKREADER_API extern void* g_hSdtDll;
+
+/* "//sdtapi.dll"; nothing here reads it. */
+DESKREADER_API extern char g_szSdtDllName[260];
+
+/* Resets the module. -3000 when it refuses. */
+DESKREADER_API int ID_ResetCard(DEVCONTEXT* pContext, int iTimeout);
+
+/* Searches for a card, and selects the one found. -3001 for no card, -3002 for any other status. */
+DESKREADER_API int ID_FindCard(DEVCONTEXT* pContext, int iTimeout);
+DESKREADER_API int ID_SelectCard(DEVCONTEXT* pContext, int iTimeout);
+
+/* Read the selected card: 256 bytes of text, 1,024 of photo and, with _FP, 1,024 of fingerprint,
+ * where the card has them. Provide 4096 bytes: what follows the blocks means nothing, and the
+ * length counts 8 bytes more than the blocks (10 less 2 with _FP), on USB HID also the zeros that
+ * fill the last report. -3001 when the card could not be read, -3002 for any other status. */
+DESKREADER_API int ID_ReadCard(DEVCONTEXT* pContext, unsigned char* szRecord, int* pnRecordLen,
+                               int iTimeout);
+DESKREADER_API int ID_ReadCard_FP(DEVCONTEXT* pContext, unsigned char* szRecord, int* pnRecordLen,
+                                  int iTimeout);
+
+/* Sets the module's baud rate: 9600, 19200, 38400, 57600 or 115200; -1007 for all others, without
+ * traffic. -3004 when the module refuses. */
+DESKREADER_API int ID_SetIdBaud(DEVCONTEXT* pContext, int iBaud, int iTimeout);
+
+/* Does nothing, and returns 0. RD_ChangeMode calls it where "IdChange" is 2. */
+DESKREADER_API int ID_ChangeSDT(int iMode);
+
+/* Does nothing: *pnExpired stays as it is. */
+DESKREADER_API void ID_IsTimeOut(const char* szValidEnd, int* pnExpired);
+
+/* ==== Cards: identity card fields =============================================================
+ *
+ * Each takes one field out of a record as ID_ReadCard or ID_ReadCard_FP gives it and writes it as
+ * terminated GB 18030 text, followed by one zero byte more. -22 for a null pointer. Clear the
+ * buffer first and provide the bytes that stand with the function. A record of 256 bytes will do
+ * except for the blocks.
+ *
+ * One layout of text serves three kinds of card, of which ID_GetCardType tells: "N" the resident
+ * identity card, "J" the residence card for residents of Hong Kong, Macau and Taiwan, "I" the
+ * foreign permanent resident's card, whose functions end in _Foreign. */
+
+/* Fields as they stand, filled with spaces or not. Return the bytes written, two zero bytes
+ * included. */
+DESKREADER_API int ID_GetNationCode(const unsigned char* szRecord, char* szText);         /* 10 */
+DESKREADER_API int ID_GetBirth(const unsigned char* szRecord, char* szText);              /* 34 */
+DESKREADER_API int ID_GetCardNumber(const unsigned char* szRecord, char* szText);         /* 74 */
+DESKREADER_API int ID_GetIssueTimes_GAT(const unsigned char* szRecord, char* szText);     /* 10 */
+DESKREADER_API int ID_GetCardNumber_Foreign(const unsigned char* szRecord, char* szText); /* 62 */
+DESKREADER_API int ID_GetNationCode_Foreign(const unsigned char* szRecord, char* szText); /* 14 */
+DESKREADER_API int ID_GetBirth_Foreign(const unsigned char* szRecord, char* szText);      /* 34 */
+DESKREADER_API int ID_GetCardVer_Foreign(const unsigned char* szRecord, char* szText);    /* 10 */
+DESKREADER_API int ID_GetPoliceCode_Foreign(const unsigned char* szRecord, char* szText); /* 18 */
+
+/* The same; the integer is not read. 6 bytes. */
+DESKREADER_API int ID_GetSexCode(const unsigned char* szRecord, int iReserved, char* szText);
+DESKREADER_API int ID_GetSexCode_Foreign(const unsigned char* szRecord, int iReserved,
+                                         char* szText);
+
+/* Fields cut by ID_FilterSpaces. Return the text's length. */
+DESKREADER_API int ID_GetName(const unsigned char* szRecord, char* szText);                /* 62 */
+DESKREADER_API int ID_GetAddress(const unsigned char* szRecord, char* szText);             /* 142 */
+DESKREADER_API int ID_GetPolice(const unsigned char* szRecord, char* szText);              /* 62 */
+DESKREADER_API int ID_GetValidStart(const unsigned char* szRecord, char* szText);          /* 34 */
+DESKREADER_API int ID_GetValidEnd(const unsigned char* szRecord, char* szText);            /* 34 */
+DESKREADER_API int ID_GetCardNo_GAT(const unsigned char* szRecord, char* szText);          /* 38 */
+DESKREADER_API int ID_GetEnglishName_Foreign(const unsigned char* szRecord, char* szText); /* 242 */
+DESKREADER_API int ID_GetChineseName_Foreign(const unsigned char* szRecord, char* szText); /* 62 */
+DESKREADER_API int ID_GetValidStart_Foreign(const unsigned char* szRecord, char* szText);  /* 34 */
+DESKREADER_API int ID_GetValidEnd_Foreign(const unsigned char* szRecord, char* szText);    /* 34 */
+
+/* Cuts a text, in place, at the beginning of its last run of spaces, also where something else
+ * follows it ("AB CD" becomes "AB"). A text whose last run is its beginning stays. Returns the
+ * length. */
+DESKREADER_API int ID_FilterSpaces(char* szText);
+
+/* "N", "I" or "J". 6 bytes. Returns 1. */
+DESKREADER_API int ID_GetCardType(const unsigned char* szRecord, char* szText);
+
+/* The sex in words: code 1 male, 2 female, any other unknown. 6 bytes; the integer is not read.
+ * Return the text's length. */
+DESKREADER_API int ID_GetSex(const unsigned char* szRecord, int iReserved, char* szText);
+DESKREADER_API int ID_GetSex_Foreign(const unsigned char* szRecord, int iReserved, char* szText);
+
+/* The name of the ethnic group (GB/T 3304), without suffix: code 1 to 56, 97 others, 98 a foreigner
+ * by descent; empty for any other code. 32 bytes. Returns the text's length. */
+DESKREADER_API int ID_GetNation(const unsigned char* szRecord, char* szText);
+
+/* The first row of szCitizenship in which the card's code stands, anywhere; the code itself if
+ * there is none. 32 bytes, cleared before: a row is copied without terminator. Returns the length
+ * of what was found. */
+DESKREADER_API int ID_GetNation_Foreign(const unsigned char* szRecord, char* szText);
+
+/* Countries and territories: Chinese name, '/' and the alpha-3 code of ISO 3166-1 (some are those
+ * of former times), terminated GB 18030 text. The order decides which row is found. */
+DESKREADER_API extern const char szCitizenship[239][32];
+
+/* Blocks of bytes. Return their size. */
+DESKREADER_API int ID_GetPhotoInfo(const unsigned char* szRecord,
+                                   unsigned char* szPhoto); /* 1024, at 256 of the record */
+DESKREADER_API int ID_GetFPInfo(const unsigned char* szRecord,
+                                unsigned char* szFingerprint); /* 1024, at 1280 */
+DESKREADER_API int ID_GetASICSerialNumber_GAT(const unsigned char* szRecord,
+                                              unsigned char* szNumber); /* 8, at 2304 */
+DESKREADER_API int ID_GetSerialCardNumber_GAT(const unsigned char* szRecord,
+                                              unsigned char* szNumber); /* 16, at 2312 */
+
+/* ==== Cards: identity card photo ==============================================================
+ *
+ * The 1,024-byte photo block (ID_GetPhotoInfo) is decoded by a library that is not part of this
+ * one: "./libwlt.so" in the process's working directory, with
+ *     int unpack(const unsigned char* szPhoto, unsigned char* szPixels, int iSetting);
+ * It gets 788 as the setting, writes 102 x 126 pixels of three bytes, the lowest row first, into
+ * 40960 bytes, and returns a negative number when it fails. */
+
+/* Writes the photo as a BMP file of 24 bits a pixel (38862 bytes, rows filled up with FF), in the
+ * place of what has that name. Returns 0; -1 without the decoder (information is logged), -2
+ * without its function, -3 when it fails or the file cannot be written, -22 for a null pointer. The
+ * decoder stays loaded after -2, and after -3 if it was it that failed. */
+DESKREADER_API int ID_GetBmpFile(const unsigned char* szPhoto, const char* szBmpPath);
+
+/* Do nothing and return 0. */
+DESKREADER_API int ID_GetBmpData(const unsigned char* szPhoto, int iReserved,
+                                 unsigned char* szPhotoData, int* pnPhotoDataLen);
+DESKREADER_API int ID_GetFrontBackImg(const unsigned char* szRecord, const unsigned char* szPhoto,
+                                      char* szFrontImg, char* szBackImg);
+
 /* ==== API: connection and device ==============================================================
  *
  * All on the one `context`. Results are API numbers unless said otherwise; every failure is logged.
@@ -976,7 +1136,7 @@ DESKREADER_API int RD_Reset(void);
 DESKREADER_API int RD_SetBpPort(int iBpPort);
 
 /* Switches the reader's module: 0 normal, 1 IC, 2 identity cards. "IdChange" 1 does it by command
- * (see Ovan_ChangeMode); any other value does nothing and returns 0. */
+ * (see Ovan_ChangeMode), 2 through ID_ChangeSDT; any other value does nothing and returns 0. */
 DESKREADER_API int RD_ChangeMode(int iMode);
 
 /* Changes the host's serial rate and stores the old one, reopening an open port. Over USB HID
@@ -1246,6 +1406,81 @@ DESKREADER_API int RD_M0VerifyKey(int iKeyLen, const char* szKey);
  * the card halted, when a page could not be written; those before it are then written. */
 DESKREADER_API int RD_M0DownKey(int iKeyLen, const char* szKey);
 
+/* ==== API: identity cards =====================================================================
+ *
+ * Each call brings the reader into ID mode and the port to the configured "IdBaud", and both back
+ * at its end, whatever happens. A reader on a serial port should not answer the mode command:
+ * nobody waits for the two bytes there, and they would stand before the module's first answer and
+ * hide it, unless they come before the port is opened anew for an "IdBaud" other than its rate.
+ *
+ * A read searches for a card about every second, for iTimeout seconds or, with 0, without end; then
+ * it selects and reads what is there. It returns 0; -1007 for a negative limit, a path of more than
+ * 260 bytes and a null szInfo or pnInfoLen; -1006 when cancelled; -3000 for a module that does not
+ * answer as it should; -3001 for no card, -3002 when the card cannot be read. When the limit is
+ * over, the card is selected all the same and the result is what comes of that; with iTimeout 0 it
+ * is -3001 for any other failure of the search.
+ *
+ * The text is GB 18030, "|" between fields, terminated:
+ *
+ *      card type "N"       "J"                 "I"
+ *      resident            from Hong Kong,     foreigner
+ *                          Macau, Taiwan
+ *    1 name                name                English name
+ *    2 sex                 sex                 sex
+ *    3 ethnic group                            country, "/" and code
+ *    4 date of birth       date of birth       date of birth
+ *    5 address             address
+ *    6 identity number     identity number     card number
+ *    7 issuing authority   issuing authority   code of it
+ *    8 valid from          valid from          valid from
+ *    9 valid until         valid until         valid until
+ *   10 N                   J                   I
+ *   11                                         Chinese name
+ *   12                                         version of the card
+ *   13                     pass number
+ *   14                     number of issues                                                      */
+
+/* Resets the ID module. */
+DESKREADER_API int RD_IdReset(void);
+
+/* Sets the ID module's baud rate (see ID_SetIdBaud). -1007 for a rate that it does not know. */
+DESKREADER_API int RD_SetIdBaud(int iBaud);
+
+/* Reads a card and tells whether that went well. Nothing is written; both pointers may be null. */
+DESKREADER_API int RD_GetIdRawData(unsigned char* szRawData, int* pnRawDataLen, int iTimeout);
+
+/* Reads a card into the text above, always all fields: provide 544 bytes. With a path that is
+ * neither null nor empty its photo becomes a file (see ID_GetBmpFile):
+ * - a path with ".bmp" in it is that file; its directory is made, up to the last backslash or,
+ *   without one, the last slash;
+ * - a path without any of ".bmp", ".jpg", ".png" and ".gif" is a directory, which is made, and the
+ *   file in it is named by field 6 and ".bmp"; a number with a slash in it names none;
+ * - any other path is a file that "./libPicConvert.so" makes of temp.bmp, a file that is written to
+ *   the same directory and deleted afterwards, with
+ *       int BmpToJpg(const char* szBmpPath, const char* szTarget, int iQuality);
+ *   of quality 60. If the path has a slash, a DIRECTORY of its whole name is made first: name a
+ * file that exists, or one in the working directory. Directories are made with mode 0007, in which
+ * only a privileged process can write.
+ *
+ * Returns also -3003 for a BMP file that could not be written; for the third kind of path, in this
+ * order, ID_GetBmpFile's number, -1009 without the library, -1010 without its function, or what the
+ * function returns. The text is written in all these cases.
+ *
+ * *pnExpired stays as it is (0 is stored where "valid until" is "long-term" in UTF-8, which no card
+ * has). Nothing is written to szPhotoData and pnPhotoDataLen. All three may be null. */
+DESKREADER_API int RD_ReadIdInfo(const char* szBmpPath, int iReserved, char* szInfo, int* pnInfoLen,
+                                 int* pnExpired, int iReserved2, unsigned char* szPhotoData,
+                                 int* pnPhotoDataLen, int iTimeout);
+
+/* Read a card into the text above, of which fields 13 and 14 are there for "J" only: provide 544
+ * bytes. The path is checked and not used. The two images, either may be null, become empty texts.
+ */
+DESKREADER_API int RD_ReadIdInfo_Pic(const char* szPicPath, int iReserved, char* szInfo,
+                                     int* pnInfoLen, int iTimeout);
+DESKREADER_API int RD_ReadIdInfo_Pic_FB(const char* szPicPath, int iReserved, char* szInfo,
+                                        int* pnInfoLen, char* szFrontImg, char* szBackImg,
+                                        int iTimeout);
+
 /* ==== API: social security cards ============================================================== */
 
 /* The card's thirteen basic elements with "|" between them, appended to the text in szOut, which
@@ -1352,6 +1587,42 @@ DESKREADER_API int MS_ReadCard(const char* pszPort, const char* szExtendPort, in
 DESKREADER_API int MS_WriteCard(const char* pszPort, const char* szExtendPort, int nBaudRate,
                                 int nTimeout, int iMode, int iCharSet, const char* szTrack2data,
                                 const char* szTrack3data);
+
+/* ==== Terminal: identity cards ================================================================ */
+
+/* Reads a card as RD_ReadIdInfo_Pic does, on an open reader; the text takes at most iSize bytes,
+ * terminator included, and is cut where it is longer. With a head path the photo becomes the file
+ * that RD_ModifyIdPath_KP derives (kind 0, base name field 6): a BMP file, or what
+ * "./libPicConvert.so" makes of one (see RD_ReadIdInfo); no directory is made, and a path from
+ * which no name can be derived counts as none. The other three paths are checked for their length
+ * and not used, and piState is not written; all but szInfo may be null. Results as
+ * RD_ReadIdInfo_Pic; -1007 also for an iSize below 1; with the text written, -1009 or -1010 for a
+ * converter that is missing or has no function, -3003 for a photo that could not be written for
+ * another reason. */
+DESKREADER_API int RD_ReadIdInfo_Pic_KP(const char* szHeadPath, const char* szFacePath,
+                                        const char* szBackPath, const char* szCardPath, int iSize,
+                                        char* szInfo, int* piState, int iTimeout);
+
+/* Opens the reader on a port, reads a card so and closes the reader. The port is "USB" for USB HID,
+ * any other text the serial device /dev/TEXT (at most 58 characters). The first character of
+ * szExtendPort selects the pass-through port; null or empty selects none. A rate of 0 is 9600; the
+ * limit is seconds. Sets "IdChange" to 1 in config.ini. Provide 4096 bytes for the text; it is
+ * empty after a failed read. Returns a terminal number; -1 for a negative limit, a null port or a
+ * null szIdentityInfo, before anything is opened. */
+DESKREADER_API int ID_GetInfo(const char* pszPort, const char* szExtendPort, int nBaudRate,
+                              int nTimeout, const char* szPhotoHead, const char* szPhotoFace,
+                              const char* szPhotoBack, const char* szPhotoCard,
+                              char* szIdentityInfo);
+
+/* The name of one of the four photos (kind 0 head, 1 face, 2 back, 3 card) that belong to a path:
+ * its directory, a backslash, the base name, nothing or "_1" to "_3", and its extension. A path
+ * that does not end in ".jpg", ".bmp", ".png" or ".gif" is a directory as a whole and the extension
+ * is
+ * ".bmp"; of one that does, the directory is what stands before its last backslash. Empty for a
+ * null or empty path, for a file without backslash and for a name of more than 1023 bytes;
+ * otherwise untouched for another kind. Provide 1024 bytes. Returns 0. */
+DESKREADER_API int RD_ModifyIdPath_KP(int iKind, const char* szBaseName, const char* szGivenPath,
+                                      char* szOutPath);
 
 #ifdef __cplusplus
 }
