@@ -1299,9 +1299,9 @@ DESKREADER_API int RD_ResetMsr(void);
 
 /* Reads the tracks that the selection names as texts, and their lengths. Capacities are bytes, and
  * a text is terminated if it leaves room for it; with 23 iCap2 goes for both tracks: provide iCap2
- * bytes for track 3 too. Tracks that are not named may be null, and so may their lengths, which are
- * not written; buffers that are not null may be. The buffers that are named are cleared first.
- * Another selection needs all six, reads nothing and returns 0 with empty texts.
+ * bytes for track 3 too. The buffers that are named are cleared first. A track that is not named
+ * may be null, or else gets what the reply holds for it; its length is not written. Another
+ * selection needs all six pointers, reads nothing and returns 0 with empty texts.
  *
  * A track that is one byte 7F, or "00000", could not be read: its text is emptied, its length stays
  * 1 or 5, and the result says which: -2001, -2002, -2003, or -2106 (1 and 2), -2107 (1 and 3),
