@@ -111,7 +111,7 @@ struct PowerOn {
 };
 
 PowerOn power_on(int timeout_s, int room = 512) {
-    char text[512] = "";
+    char text[513] = "";
     PowerOn given{0, {}};
     given.result = RD_M0PowerOn(room, text, &given.length, timeout_s);
     given.uid = text;

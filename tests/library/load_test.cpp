@@ -12,7 +12,10 @@ namespace fs = std::filesystem;
 
 namespace {
 
-using LibraryLoad = LoadedLibrary;
+class LibraryLoad : public LoadedLibrary {
+  protected:
+    LibraryLoad() : LoadedLibrary(DESKREADER_FILE) {}
+};
 
 TEST_F(LibraryLoad, WithoutConfigurationMakesTheLogDirectoryAndLogsNothing) {
     const mode_t mask = umask(022);

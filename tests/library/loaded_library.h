@@ -13,11 +13,13 @@
 
 class LoadedLibrary : public testing::Test {
   protected:
+    explicit LoadedLibrary(const char* file) : file_(file) {}
+
     void SetUp() override {
         std::string name =
             (std::filesystem::temp_directory_path() / "deskreader-load-XXXXXX").string();
         directory_ = mkdtemp(name.data());
-        std::filesystem::copy_file(DESKREADER_FILE, library());
+        std::filesystem::copy_file(file_, library());
     }
 
     void TearDown() override {
@@ -75,6 +77,7 @@ class LoadedLibrary : public testing::Test {
         return {std::istreambuf_iterator<char>(file), {}};
     }
 
+    const char* file_;
     std::filesystem::path directory_;
     void* handle_ = nullptr;
 };

@@ -12,6 +12,8 @@ constexpr const char* key = "000102030405060708090A0B0C0D0E0F";
 
 class UltralightLoad : public LoadedLibrary {
   protected:
+    UltralightLoad() : LoadedLibrary(DESKREADER_FILE) {}
+
     // Brings primitives into the process, as a host does before it loads the library.
     void bring(const char* companion) {
         companion_.reset(dlopen(companion, RTLD_NOW | RTLD_GLOBAL));
