@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "cards/emv_crypto.h"
-#include "cards/tlv.h"
+#include "cards/tagged_objects.h"
 
 namespace virtual_reader {
 

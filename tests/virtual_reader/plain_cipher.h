@@ -2,6 +2,7 @@
 // nothing of the virtual reader's.
 #pragma once
 
+#include <gtest/gtest.h>
 #include <openssl/evp.h>
 
 #include "kit/bytes.h"

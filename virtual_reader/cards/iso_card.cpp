@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "cards/tlv.h"
+#include "cards/tagged_objects.h"
 
 namespace virtual_reader {
 namespace {

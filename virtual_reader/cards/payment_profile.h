@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "cards/emv_crypto.h"
-#include "cards/tlv.h"
+#include "cards/tagged_objects.h"
 
 namespace virtual_reader {
 

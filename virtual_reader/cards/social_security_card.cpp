@@ -1,6 +1,6 @@
 #include "cards/social_security_card.h"
 
-#include "cards/tlv.h"
+#include "cards/tagged_objects.h"
 
 namespace virtual_reader {
 namespace {

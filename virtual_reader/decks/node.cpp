@@ -85,7 +85,7 @@ std::int64_t Node::large_number(std::int64_t lowest, std::int64_t highest) const
 }
 
 std::string Node::digits(std::size_t fewest, std::size_t most) const {
-    const std::string value = text();
+    std::string value = text();
     const bool only_digits = value.find_first_not_of("0123456789") == std::string::npos;
     if (!only_digits || value.size() < fewest || value.size() > most) {
         fail(fewest == most ? std::to_string(most) + " digits"

@@ -63,7 +63,7 @@ KeySet read_keys(const Node& node) {
 }
 
 std::string read_date(const Node& node) {
-    const std::string date = node.digits(6, 6);
+    std::string date = node.digits(6, 6);
     const int month = std::stoi(date.substr(2, 2));
     const int day = std::stoi(date.substr(4, 2));
     if (month < 1 || month > 12 || day < 1 || day > 31) node.fail("a date as YYMMDD");

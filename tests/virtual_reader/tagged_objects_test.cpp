@@ -1,4 +1,4 @@
-#include "cards/tlv.h"
+#include "cards/tagged_objects.h"
 
 #include "kit/bytes.h"
 
