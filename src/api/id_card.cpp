@@ -52,11 +52,9 @@ void get_photo_data(const Photo& photo, int reserved, unsigned char* data) noexc
 // RD_ReadIdInfo_Pic, and the beginning of its relative with images.
 int read_text(const char* path, char* info, int* info_length, int timeout_s,
               IdRecord& record) noexcept {
-    const int result = api::read_id_card({.timeout_s = timeout_s,
-                                          .photo_path = path,
-                                          .path_error = "szPicPath Error!\r\n",
-                                          .has_outputs = info != nullptr && info_length != nullptr},
-                                         record);
+    if (info == nullptr || info_length == nullptr) return status::invalid_parameter;
+    const int result = api::read_id_card(
+        {.timeout_s = timeout_s, .photo_path = path, .path_error = "szPicPath Error!\r\n"}, record);
     if (result == status::ok) {
         *info_length = write_text(IdText(record), IdText::Length::fields_of_kind, info);
     }
@@ -90,12 +88,11 @@ int RD_GetIdRawData(unsigned char*, int*, int timeout_s) {
 
 int RD_ReadIdInfo(const char* bmp_path, int, char* info, int* info_length, int* expired,
                   int reserved, unsigned char* photo_data, int* photo_data_length, int timeout_s) {
+    if (info == nullptr || info_length == nullptr) return status::invalid_parameter;
     IdRecord record;
-    int result = api::read_id_card({.timeout_s = timeout_s,
-                                    .photo_path = bmp_path,
-                                    .path_error = "szBmpPath Error!\r\n",
-                                    .has_outputs = info != nullptr && info_length != nullptr},
-                                   record);
+    int result = api::read_id_card(
+        {.timeout_s = timeout_s, .photo_path = bmp_path, .path_error = "szBmpPath Error!\r\n"},
+        record);
     if (result != status::ok) return result;
 
     const IdText text(record);

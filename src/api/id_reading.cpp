@@ -115,7 +115,6 @@ int read_id_card(const IdReadOptions& options, IdRecord& record) noexcept {
         GLogE("%s", options.path_error);
         return status::invalid_parameter;
     }
-    if (!options.has_outputs) return status::invalid_parameter;
     record.fill(0);
     return RD_GetErrorCode(run(options.timeout_s, record));
 }

@@ -30,7 +30,6 @@ struct IdReadOptions {
     int timeout_s;
     const char* photo_path = nullptr;  // refused if it is too long; null for none
     const char* path_error = nullptr;  // with this line in the log
-    bool has_outputs = true;           // refused if the host gave no buffer to write to
 };
 
 // Resets the ID module. Returns an internal number, and logs a failure.

@@ -77,12 +77,12 @@ int read_in_port(terminal::Port& reader, const PhotoPaths& paths, char* info,
 
 int RD_ReadIdInfo_Pic_KP(const char* head_path, const char* face_path, const char* back_path,
                          const char* card_path, int size, char* info, int*, int timeout_s) {
+    if (info == nullptr || size < 1) return status::invalid_parameter;
     api::IdRecord record;
     const int result =
         api::read_id_card({.timeout_s = timeout_s,
                            .photo_path = longest({head_path, face_path, back_path, card_path}),
-                           .path_error = "szPicPath Error!\r\n",
-                           .has_outputs = info != nullptr && size > 0},
+                           .path_error = "szPicPath Error!\r\n"},
                           record);
     if (result != status::ok) return result;
     const api::IdText text(record);

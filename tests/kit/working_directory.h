@@ -29,9 +29,7 @@ class WorkingDirectory {
     void put_empty(const char* name) const { put("libempty.so", name); }
 
   private:
-    void put(const char* stand_in, const char* name) const {
-        std::filesystem::copy_file(std::filesystem::path(STAND_INS) / stand_in, *this / name);
-    }
+    void put(const char* stand_in, const char* name) const;
 
     ScratchDirectory directory_;
     std::filesystem::path before_;

@@ -9,9 +9,12 @@ namespace {
 constexpr std::size_t header_size = 54;
 constexpr std::size_t max_side = 4096;
 
+// Four bytes, little-endian.
 std::size_t number_at(const Bytes& file, std::size_t offset) {
-    return file[offset] | file[offset + 1] << 8 | file[offset + 2] << 16 |
-           static_cast<std::size_t>(file[offset + 3]) << 24;
+    std::size_t number = 0;
+    for (std::size_t i = 4; i-- > 0;)
+        number = number << 8 | file[offset + i];
+    return number;
 }
 
 bool is_plain_bmp(const Bytes& file) {
