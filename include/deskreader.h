@@ -601,6 +601,31 @@ DESKREADER_API int VexoIc_SendCmd(DEVCONTEXT* pContext, const unsigned char* szC
 DESKREADER_API int Union_SendCmd(DEVCONTEXT* pContext, const unsigned char* szCmd, int iCmdLen,
                                  unsigned char* szOut, int iOutSize, int iTimeout);
 
+/* ==== Protocol: ID frame ======================================================================
+ *
+ * Binary, both ways: AA AA AA 96 69, two bytes of length (big-endian, of all that follows), the
+ * bytes, and a check byte. A reply's bytes begin with three of status. */
+
+/* Writes the frame of a command: preamble, length, command, and the XOR of length and command.
+ * Returns its length, iCmdLen + 8; -22 for a null pointer, a negative count, and where the frame
+ * buffer is smaller than 2 * (iCmdLen + 4) or the command longer than 1021 bytes. */
+DESKREADER_API int ID_MakeCmdPackage(const unsigned char* szCmd, int iCmdLen,
+                                     unsigned char* szFrame, int iFrameSize);
+
+/* Returns 1 once the bytes begin with the preamble and all that their length announces has come,
+ * else 0. Noise before the preamble is not skipped. */
+DESKREADER_API int VexoIdPacketIsEnd(unsigned char* szData, unsigned int nLength);
+
+/* One command (at most 508 bytes) in the ID frame and its reply, without preamble, length and check
+ * byte, in szOut. Returns the bytes READ from the device, all included: reply + 8, more where the
+ * link brought more (USB HID fills its reports with zeros), less where the limit ended the wait.
+ * -22 for a null pointer, a count or size of 0, a command that is too long, and an iOutSize that is
+ * not greater than the reply; otherwise the result of open, write or read. After a failed read
+ * szOut is overwritten with iCmdLen + 7 zeros. A reply without the preamble passes: szOut then has
+ * what follows its seventh byte. The check byte is not verified. */
+DESKREADER_API int ID_SendCmd(DEVCONTEXT* pContext, const unsigned char* szCmd, int iCmdLen,
+                              unsigned char* szOut, int iOutSize, int iTimeout);
+
 /* ==== Cards: IC reader ========================================================================
  *
  * The reader's commands for IC cards and for the device, in the frame that "Iccmd" chooses on every
@@ -842,6 +867,227 @@ DESKREADER_API int EPED_Purchase(DEVCONTEXT* pContext, int iSlot, int iReserved1
                                  const char* szData, int iReserved2, unsigned char* szOut,
                                  int* pnOutLen);
 
+/* ==== Cards: magnetic stripe =================================================================
+ *
+ * The stripe module's commands, as escape sequences. A selection is its tracks as decimal digits.
+ * Time limits are milliseconds. A negative number of the exchange down to -99 is returned as it is;
+ * -22 also for a null context or a null track that the selection names, before anything is sent. */
+
+/* Resets the module (ESC "0"). Returns 0 whatever becomes of it. */
+DESKREADER_API int MSR_Reset(DEVCONTEXT* pContext, int iTimeout);
+
+/* Reads tracks 1, 2, 3, 12, 13, 23 or 123; any other selection sends nothing and returns 0. The
+ * capacities are bytes. What no longer fits is dropped; tracks 2 and 3 are terminated only if both
+ * have room left for it, and track 1 never is: clear the buffers first. With 23 iCap2 goes for both
+ * tracks: provide iCap2 bytes for track 3 too. A track that the selection does not name may be
+ * null; if it is not, it is written with what the reply holds for it.
+ *
+ * With selections 2, 3 and 23 every 'A' that the module sends goes on with track 3, otherwise the
+ * first one outside of track 1, and '%' with track 1. Returns 0; -2001, -2002, -2003, -2106 (12),
+ * -2107 (13), -2004 (23), -2000 (123) for a reply that does not begin with ESC "s" and for a
+ * cancelled read. A reply of more than 255 bytes to selection 2 gives -2002, one of more than 256
+ * bytes to another -22; over USB HID whole reports of 62 bytes count. */
+DESKREADER_API int MSR_ReadTrack(DEVCONTEXT* pContext, int iReserved, int iTracks, int iCap1,
+                                 char* szTrack1, int iCap2, char* szTrack2, int iCap3,
+                                 char* szTrack3, int iTimeout);
+
+/* Writes track 2, 3, or both (23, and also 1: track 1 is never written); any other selection sends
+ * nothing and returns 0. The characters are not checked. Returns 0; -2102, -2103, -2104 (both) when
+ * the module refuses or gives another reply; -22 for texts of more than 1000 characters together.
+ */
+DESKREADER_API int MSR_WriteTrack(DEVCONTEXT* pContext, int iReserved, int iTracks,
+                                  const char* szTrack2, const char* szTrack3, int iTimeout);
+
+/* The card number in a track's text: what stands before '=' (kind 0), before an apostrophe (1) or
+ * before whichever comes first (2); "|" begins anew. Terminated: provide strlen(szText) + 1 bytes.
+ * -2105 when no such character comes or for another kind, szCardNo then holds what was collected,
+ * unterminated; -22 for a null pointer. */
+DESKREADER_API int MSR_GetCardNo(int iKind, const char* szText, char* szCardNo);
+
+/* ==== Cards: MIFARE Classic ===================================================================
+ *
+ * The reader's commands for these cards, in the frame that "Iccmd" (0 when missing) chooses on
+ * every call: 0 the IC frame, 1 the Union frame, any other value gives -1008. All return 0; -22 for
+ * a null pointer; their own number for any failure that the reader reports; or the frame's number
+ * (-22, -74, ...). On a failure outputs stay as they were. Time limits are milliseconds; sector,
+ * block and key type go out as they are. */
+
+/* Activates a card and gives its answer: provide 256 bytes. In the Union frame the answer begins
+ * with the two status bytes. -5001. */
+DESKREADER_API int M1_PowerOn(DEVCONTEXT* pContext, unsigned char* szAnswer, int* pnAnswerLen,
+                              int iTimeout);
+
+/* Halts the card. -5002. */
+DESKREADER_API int M1_PowerOff(DEVCONTEXT* pContext, int iTimeout);
+
+/* Authenticates a sector with key A (type 0) or key B (any other type; in the Union frame the type
+ * goes out untranslated). The key ends before its first 00 byte: put one behind it, and know that a
+ * key with a 00 byte in it goes out cut short. -5003; -22 for a key that no frame carries. */
+DESKREADER_API int M1_Verify(DEVCONTEXT* pContext, unsigned char nSector, unsigned char nKeyType,
+                             const unsigned char* szKey, int iTimeout);
+
+/* Read a block (-5004), or the value in a value block (-5006), as the reader gives it: 16 and 4
+ * bytes from a reader that works, provide 1024. -74 for more, which no true frame carries. */
+DESKREADER_API int M1_ReadBlock(DEVCONTEXT* pContext, unsigned char nBlock, unsigned char* szOut,
+                                int* pnOutLen, int iTimeout);
+DESKREADER_API int M1_ReadValue(DEVCONTEXT* pContext, unsigned char nBlock, unsigned char* szOut,
+                                int* pnOutLen, int iTimeout);
+
+/* Writes a block with as many bytes as given. -5005; -22 for a negative length and for more bytes
+ * than the frame carries. */
+DESKREADER_API int M1_WriteBlock(DEVCONTEXT* pContext, unsigned char nBlock,
+                                 const unsigned char* szData, int iDataLen, int iTimeout);
+
+/* Write a value block (-5007), add to one (-5008) and subtract from one (-5009). The value has 4
+ * bytes, least significant first; the length is not read. */
+DESKREADER_API int M1_WriteValue(DEVCONTEXT* pContext, unsigned char nBlock,
+                                 const unsigned char* szValue, int iValueLen, int iTimeout);
+DESKREADER_API int M1_Increment(DEVCONTEXT* pContext, unsigned char nBlock,
+                                const unsigned char* szValue, int iValueLen, int iTimeout);
+DESKREADER_API int M1_Decrement(DEVCONTEXT* pContext, unsigned char nBlock,
+                                const unsigned char* szValue, int iValueLen, int iTimeout);
+
+/* M1_Increment and M1_Decrement with the value as a number. */
+DESKREADER_API int M1_IncreaseValue(DEVCONTEXT* pContext, unsigned char nBlock, unsigned nValue,
+                                    int iTimeout);
+DESKREADER_API int M1_DecreaseValue(DEVCONTEXT* pContext, unsigned char nBlock, unsigned nValue,
+                                    int iTimeout);
+
+/* ==== Cards: identity cards ===================================================================
+ *
+ * The commands of the reader's identity module. The caller switches the reader into ID mode and to
+ * the module's baud rate before, and back after. All return 0 or ID_SendCmd's number; outputs are
+ * written only on success. -22 for a null output. Time limits are milliseconds. */
+
+/* A handle that hosts may set: while it is not null, all commands but ID_SetIdBaud return 0 at once
+ * and do nothing. Null at load; nothing here sets it. */
+DESKREADER_API extern void* g_hSdtDll;
+
+/* "//sdtapi.dll"; nothing here reads it. */
+DESKREADER_API extern char g_szSdtDllName[260];
+
+/* Resets the module. -3000 when it refuses. */
+DESKREADER_API int ID_ResetCard(DEVCONTEXT* pContext, int iTimeout);
+
+/* Searches for a card, and selects the one found. -3001 for no card, -3002 for any other status. */
+DESKREADER_API int ID_FindCard(DEVCONTEXT* pContext, int iTimeout);
+DESKREADER_API int ID_SelectCard(DEVCONTEXT* pContext, int iTimeout);
+
+/* Read the selected card: 256 bytes of text, 1,024 of photo and, with _FP, 1,024 of fingerprint,
+ * where the card has them. Provide 4096 bytes: what follows the blocks means nothing, and the
+ * length counts 8 bytes more than the blocks (10 less 2 with _FP), on USB HID also the zeros that
+ * fill the last report. -3001 when the card could not be read, -3002 for any other status. */
+DESKREADER_API int ID_ReadCard(DEVCONTEXT* pContext, unsigned char* szRecord, int* pnRecordLen,
+                               int iTimeout);
+DESKREADER_API int ID_ReadCard_FP(DEVCONTEXT* pContext, unsigned char* szRecord, int* pnRecordLen,
+                                  int iTimeout);
+
+/* Sets the module's baud rate: 9600, 19200, 38400, 57600 or 115200; -1007 for all others, without
+ * traffic. -3004 when the module refuses. */
+DESKREADER_API int ID_SetIdBaud(DEVCONTEXT* pContext, int iBaud, int iTimeout);
+
+/* Does nothing, and returns 0. RD_ChangeMode calls it where "IdChange" is 2. */
+DESKREADER_API int ID_ChangeSDT(int iMode);
+
+/* Does nothing: *pnExpired stays as it is. */
+DESKREADER_API void ID_IsTimeOut(const char* szValidEnd, int* pnExpired);
+
+/* ==== Cards: identity card fields =============================================================
+ *
+ * Each takes one field out of a record as ID_ReadCard or ID_ReadCard_FP gives it and writes it as
+ * terminated GB 18030 text, followed by one zero byte more. -22 for a null pointer. Clear the
+ * buffer first and provide the bytes that stand with the function. A record of 256 bytes will do
+ * except for the blocks.
+ *
+ * One layout of text serves three kinds of card, of which ID_GetCardType tells: "N" the resident
+ * identity card, "J" the residence card for residents of Hong Kong, Macau and Taiwan, "I" the
+ * foreign permanent resident's card, whose functions end in _Foreign. */
+
+/* Fields as they stand, filled with spaces or not. Return the bytes written, two zero bytes
+ * included. */
+DESKREADER_API int ID_GetNationCode(const unsigned char* szRecord, char* szText);         /* 10 */
+DESKREADER_API int ID_GetBirth(const unsigned char* szRecord, char* szText);              /* 34 */
+DESKREADER_API int ID_GetCardNumber(const unsigned char* szRecord, char* szText);         /* 74 */
+DESKREADER_API int ID_GetIssueTimes_GAT(const unsigned char* szRecord, char* szText);     /* 10 */
+DESKREADER_API int ID_GetCardNumber_Foreign(const unsigned char* szRecord, char* szText); /* 62 */
+DESKREADER_API int ID_GetNationCode_Foreign(const unsigned char* szRecord, char* szText); /* 14 */
+DESKREADER_API int ID_GetBirth_Foreign(const unsigned char* szRecord, char* szText);      /* 34 */
+DESKREADER_API int ID_GetCardVer_Foreign(const unsigned char* szRecord, char* szText);    /* 10 */
+DESKREADER_API int ID_GetPoliceCode_Foreign(const unsigned char* szRecord, char* szText); /* 18 */
+
+/* The same; the integer is not read. 6 bytes. */
+DESKREADER_API int ID_GetSexCode(const unsigned char* szRecord, int iReserved, char* szText);
+DESKREADER_API int ID_GetSexCode_Foreign(const unsigned char* szRecord, int iReserved,
+                                         char* szText);
+
+/* Fields cut by ID_FilterSpaces. Return the text's length. */
+DESKREADER_API int ID_GetName(const unsigned char* szRecord, char* szText);                /* 62 */
+DESKREADER_API int ID_GetAddress(const unsigned char* szRecord, char* szText);             /* 142 */
+DESKREADER_API int ID_GetPolice(const unsigned char* szRecord, char* szText);              /* 62 */
+DESKREADER_API int ID_GetValidStart(const unsigned char* szRecord, char* szText);          /* 34 */
+DESKREADER_API int ID_GetValidEnd(const unsigned char* szRecord, char* szText);            /* 34 */
+DESKREADER_API int ID_GetCardNo_GAT(const unsigned char* szRecord, char* szText);          /* 38 */
+DESKREADER_API int ID_GetEnglishName_Foreign(const unsigned char* szRecord, char* szText); /* 242 */
+DESKREADER_API int ID_GetChineseName_Foreign(const unsigned char* szRecord, char* szText); /* 62 */
+DESKREADER_API int ID_GetValidStart_Foreign(const unsigned char* szRecord, char* szText);  /* 34 */
+DESKREADER_API int ID_GetValidEnd_Foreign(const unsigned char* szRecord, char* szText);    /* 34 */
+
+/* Cuts a text, in place, at the beginning of its last run of spaces, also where something else
+ * follows it ("AB CD" becomes "AB"). A text whose last run is its beginning stays. Returns the
+ * length. */
+DESKREADER_API int ID_FilterSpaces(char* szText);
+
+/* "N", "I" or "J". 6 bytes. Returns 1. */
+DESKREADER_API int ID_GetCardType(const unsigned char* szRecord, char* szText);
+
+/* The sex in words: code 1 male, 2 female, any other unknown. 6 bytes; the integer is not read.
+ * Return the text's length. */
+DESKREADER_API int ID_GetSex(const unsigned char* szRecord, int iReserved, char* szText);
+DESKREADER_API int ID_GetSex_Foreign(const unsigned char* szRecord, int iReserved, char* szText);
+
+/* The name of the ethnic group (GB/T 3304), without suffix: code 1 to 56, 97 others, 98 a foreigner
+ * by descent; empty for any other code. 32 bytes. Returns the text's length. */
+DESKREADER_API int ID_GetNation(const unsigned char* szRecord, char* szText);
+
+/* The first row of szCitizenship in which the card's code stands, anywhere; the code itself if
+ * there is none. 32 bytes, cleared before: a row is copied without terminator. Returns the length
+ * of what was found. */
+DESKREADER_API int ID_GetNation_Foreign(const unsigned char* szRecord, char* szText);
+
+/* Countries and territories: Chinese name, '/' and the alpha-3 code of ISO 3166-1 (some are those
+ * of former times), terminated GB 18030 text. The order decides which row is found. */
+DESKREADER_API extern const char szCitizenship[239][32];
+
+/* Blocks of bytes. Return their size. */
+DESKREADER_API int ID_GetPhotoInfo(const unsigned char* szRecord,
+                                   unsigned char* szPhoto); /* 1024, at 256 of the record */
+DESKREADER_API int ID_GetFPInfo(const unsigned char* szRecord,
+                                unsigned char* szFingerprint); /* 1024, at 1280 */
+DESKREADER_API int ID_GetASICSerialNumber_GAT(const unsigned char* szRecord,
+                                              unsigned char* szNumber); /* 8, at 2304 */
+DESKREADER_API int ID_GetSerialCardNumber_GAT(const unsigned char* szRecord,
+                                              unsigned char* szNumber); /* 16, at 2312 */
+
+/* ==== Cards: identity card photo ==============================================================
+ *
+ * The 1,024-byte photo block (ID_GetPhotoInfo) is decoded by a library that is not part of this
+ * one: "./libwlt.so" in the process's working directory, with
+ *     int unpack(const unsigned char* szPhoto, unsigned char* szPixels, int iSetting);
+ * It gets 788 as the setting, writes 102 x 126 pixels of three bytes, the lowest row first, into
+ * 40960 bytes, and returns a negative number when it fails. */
+
+/* Writes the photo as a BMP file of 24 bits a pixel (38862 bytes, rows filled up with FF), in the
+ * place of what has that name. Returns 0; -1 without the decoder (information is logged), -2
+ * without its function, -3 when it fails or the file cannot be written, -22 for a null pointer. The
+ * decoder stays loaded after -2, and after -3 if it was it that failed. */
+DESKREADER_API int ID_GetBmpFile(const unsigned char* szPhoto, const char* szBmpPath);
+
+/* Do nothing and return 0. */
+DESKREADER_API int ID_GetBmpData(const unsigned char* szPhoto, int iReserved,
+                                 unsigned char* szPhotoData, int* pnPhotoDataLen);
+DESKREADER_API int ID_GetFrontBackImg(const unsigned char* szRecord, const unsigned char* szPhoto,
+                                      char* szFrontImg, char* szBackImg);
+
 /* ==== API: connection and device ==============================================================
  *
  * All on the one `context`. Results are API numbers unless said otherwise; every failure is logged.
@@ -890,7 +1136,7 @@ DESKREADER_API int RD_Reset(void);
 DESKREADER_API int RD_SetBpPort(int iBpPort);
 
 /* Switches the reader's module: 0 normal, 1 IC, 2 identity cards. "IdChange" 1 does it by command
- * (see Ovan_ChangeMode); any other value does nothing and returns 0. */
+ * (see Ovan_ChangeMode), 2 through ID_ChangeSDT; any other value does nothing and returns 0. */
 DESKREADER_API int RD_ChangeMode(int iMode);
 
 /* Changes the host's serial rate and stores the old one, reopening an open port. Over USB HID
@@ -1016,6 +1262,225 @@ DESKREADER_API int RD_ICGenARQC(int iSlot, const char* szTxData, int iOutSize, c
 DESKREADER_API int PBOC_BuildARQCBack(const unsigned char* szAcData, int iAcLen,
                                       unsigned char* szOut, int* pnOutLen);
 
+/* The second half, on the card that RD_ICGenARQC left powered; iSlot is the kind of card that it
+ * gave. szArpc is what the issuer answered, as upper-case hexadecimal text of at most 1024
+ * characters: 91 (authentication data with the response code in bytes 8 and 9), 9F18, scripts 71
+ * and 72 with commands 86. The card is always powered off at the end.
+ *
+ * RD_ICExeScript_TC authenticates the issuer, stores the response code (tag 8A) and the fields P to
+ * V of szTxData, and asks the card for its last cryptogram over CDOL2 (tag 8D in g_IccAppData): for
+ * the codes "00", "10" and "11" a TC, which must not be declined (-4114); for "01" and "02" both,
+ * unchecked; for all others an AAC, and -4115 when the card gives one, as it should. szTc gets the
+ * value of tag 80 as hexadecimal text, unterminated (provide 1024 bytes), also with -4114 and
+ * -4115. Then the scripts run, if there are any.
+ *
+ * szResult gets the script result (provide 17 bytes, or iResultSize if that is more): "DF3105", 1
+ * for failed or not run and 2 for done, the failed command's number plus 1 as one digit (F for 15
+ * and more, and when the exchange failed), 8 digits with the script's identifier (9F18), which is
+ * written only as far as iResultSize reaches and terminated where it is longer. Returns 0; -1007
+ * (nothing is written) for a text that is empty, too long or has other characters; -4111 without
+ * CDOL2; -4103; -4109 without tag 91 or when the card refuses it; -4110 for a failed script.
+ *
+ * RD_ICExeScript only authenticates and runs the scripts; no script is -4109, as is a failed one,
+ * and the identifier stays 0. Its transaction text is checked and not used. */
+DESKREADER_API int RD_ICExeScript_TC(int iSlot, const char* szTxData, const char* szArpc,
+                                     int iResultSize, char* szResult, int iReserved, char* szTc);
+DESKREADER_API int RD_ICExeScript(int iSlot, const char* szTxData, const char* szArpc,
+                                  int iReserved, char* szResult);
+
+/* ==== API: magnetic cards ====================================================================
+ *
+ * A selection is its tracks as decimal digits: 1, 2, 3, 12, 13, 23 or 123. iMode has no meaning.
+ * Reads and writes end with a reset of the stripe module, whatever became of them; refused
+ * arguments (-1007) send nothing. A time limit of more than 2,147,483 seconds counts as 24 days. */
+
+/* Resets the stripe module. Returns 0. */
+DESKREADER_API int RD_ResetMsr(void);
+
+/* Reads the tracks that the selection names as texts, and their lengths. Capacities are bytes, and
+ * a text is terminated if it leaves room for it; with 23 iCap2 goes for both tracks: provide iCap2
+ * bytes for track 3 too. The buffers that are named are cleared first. A track that is not named
+ * may be null, or else gets what the reply holds for it; its length is not written. Another
+ * selection needs all six pointers, reads nothing and returns 0 with empty texts.
+ *
+ * A track that is one byte 7F, or "00000", could not be read: its text is emptied, its length stays
+ * 1 or 5, and the result says which: -2001, -2002, -2003, or -2106 (1 and 2), -2107 (1 and 3),
+ * -2004 (2 and 3), -2000 (all) for tracks that hold the same of the two. The first of these that
+ * applies is the result, pairs before single tracks and lower tracks before higher; tracks that it
+ * does not name stay as they are. Returns 0; -1007 for a negative time limit or a null pointer
+ * among those that are named; otherwise MSR_ReadTrack's number, mapped. */
+DESKREADER_API int RD_ReadMagCard(int iMode, int iTracks, int iCap1, char* szTrack1,
+                                  int* pnTrack1Len, int iCap2, char* szTrack2, int* pnTrack2Len,
+                                  int iCap3, char* szTrack3, int* pnTrack3Len, int iTimeout);
+
+/* Writes tracks 2 and 3, or the one whose text can be written: 1 to 120 characters out of
+ * 0123456789='@#: . Of two texts the good one is written without a word about the bad one. Track 1
+ * and the lengths are not read. Returns 0; -1007 when there is nothing to write or for a negative
+ * time limit; otherwise MSR_WriteTrack's number, mapped. */
+DESKREADER_API int RD_WriteMagCard(int iMode, const char* szTrack1, int iTrack1Len,
+                                   const char* szTrack2, int iTrack2Len, const char* szTrack3,
+                                   int iTrack3Len, int iTimeout);
+
+/* Reads the tracks and gives the card number in them (see MSR_GetCardNo for iKind): in the one
+ * track for 1, 2 and 3, otherwise in tracks 1, 2 and 3 after each other with "|" between them, so
+ * that a track without the end character is passed over. A failed track 2 or 3 alone does not end
+ * it. Terminated: provide 256 bytes. Returns 0; -2105 without a card number, and then what was
+ * collected; -1007 for a null pointer; otherwise RD_ReadMagCard's number, and nothing is written.
+ */
+DESKREADER_API int RD_GetMagCardNo(int iMode, int iTracks, int iKind, char* szCardNo,
+                                   int* pnCardNoLen, int iTimeout);
+
+/* 1 if every character can be written on a track (an empty text can), else 0; 0 for null. */
+DESKREADER_API int IsTrackDataValue(const char* szText);
+
+/* ==== API: MIFARE Classic =====================================================================
+ *
+ * RD_M1Powerup, RD_M1Verify for a sector, blocks and values of that sector, RD_M1Powerdown. Blocks
+ * are numbered from 1 without an upper bound (the low byte goes out), data are hexadecimal text in
+ * upper case. A bad argument is refused with its number before the reader hears of it: -1007 for a
+ * null pointer, -5010 block, -5011 sector, -5012 and -5013 data, -5014 key, -5015 key type, -5016
+ * amount. Otherwise the number of the M1_ function comes back mapped (see RD_GetErrorCode). */
+
+/* Activates a card and gives its answer as text, at most iUidBufSize characters and unterminated
+ * (provide 512), with the length. Without a card tries again about every second, for iTimeout
+ * seconds or, with 0, without end. Returns 0; -1007 for a negative limit; -1006 when cancelled
+ * (outputs untouched); -4001 when it failed after exactly iTimeout attempts without a card, which
+ * with iTimeout 0 is any failure; else the number of the last attempt. After a failure the text is
+ * empty and *pnUidLen 0; without room *pnUidLen is -22. */
+DESKREADER_API int RD_M1Powerup(int iUidBufSize, char* szUid, int* pnUidLen, int iTimeout);
+
+/* Halts the card. */
+DESKREADER_API int RD_M1Powerdown(void);
+
+/* Authenticates a sector, 1 to 40, with key A (0) or key B (1). The key has 12 digits or more, all
+ * of which are sent (see M1_Verify); a character that is no hexadecimal digit counts as 0. */
+DESKREADER_API int RD_M1Verify(int iSector, int iKeyType, const char* szKey);
+
+/* Read a block, and the value in a value block, as text: at most iOutSize characters, unterminated,
+ * with no length told; clear 33 or 9 characters before. A failure writes nothing. */
+DESKREADER_API int RD_M1ReadBlock(int iBlock, int iOutSize, char* szOut);
+DESKREADER_API int RD_M1Read(int iBlock, int iOutSize, char* szOut);
+
+/* Writes a block: 32 digits. */
+DESKREADER_API int RD_M1WriteBlock(int iBlock, const char* szData);
+
+/* Write a value block, add to one, subtract from one: 8 digits, least significant byte first. */
+DESKREADER_API int RD_M1Write(int iBlock, const char* szValue);
+DESKREADER_API int RD_M1Increment(int iBlock, const char* szValue);
+DESKREADER_API int RD_M1Decrement(int iBlock, const char* szValue);
+
+/* Add and subtract an amount of 1 to 2147483647. */
+DESKREADER_API int RD_M1IncreaseValue(int iBlock, unsigned nValue);
+DESKREADER_API int RD_M1DecreaseValue(int iBlock, unsigned nValue);
+
+/* ==== API: Ultralight cards ===================================================================
+ *
+ * MIFARE Ultralight C, on the five M0_ functions that another library provides (they stand at the
+ * end of this header). Where one is missing that a function may come to need, it returns -1008 and
+ * the log says which. A bad argument is refused first: -1007 for a null pointer, -5106 for a
+ * negative page. Otherwise the number of the M0_ function comes back mapped (see RD_GetErrorCode).
+ */
+
+/* As RD_M1Powerup, but iTimeout counts attempts, about one a second; -4001 after as many. */
+DESKREADER_API int RD_M0PowerOn(int iUidBufSize, char* szUid, int* pnUidLen, int iTimeout);
+
+/* Halts the card. */
+DESKREADER_API int RD_M0PowerOff(void);
+
+/* Reads from a page on, as text: at most iOutSize characters, unterminated, with no length told.
+ * What iCount counts is up to M0_ReadBlock. */
+DESKREADER_API int RD_M0Read(int iPage, int iCount, int iOutSize, char* szOut);
+
+/* Writes a page: decimal digits, two a byte, packed as GAnsi2BCD does, up to 256 bytes. -1007 for
+ * an empty or a longer text. */
+DESKREADER_API int RD_M0Write(int iPage, const char* szData);
+
+/* Proves to the card that the host has its key, and has the card prove the same: triple DES with
+ * two keys in cipher-block chaining. A key has 32 hexadecimal digits (a character that is none
+ * counts as 0); iKeyLen 33 is taken too, and the 33rd character is not read. -1007 for another
+ * length or a shorter text; -1013 for a card that offers no authentication; -99 when it did not
+ * prove itself. Seeds the C library's rand() with the time. After a failure the card is halted. */
+DESKREADER_API int RD_M0VerifyKey(int iKeyLen, const char* szKey);
+
+/* Stores a key, given as above, in the card's pages 2D, 2C, 2F and 2E, in this order. -5105, and
+ * the card halted, when a page could not be written; those before it are then written. */
+DESKREADER_API int RD_M0DownKey(int iKeyLen, const char* szKey);
+
+/* ==== API: identity cards =====================================================================
+ *
+ * Each call brings the reader into ID mode and the port to the configured "IdBaud", and both back
+ * at its end, whatever happens. A reader on a serial port should not answer the mode command:
+ * nobody waits for the two bytes there, and they would stand before the module's first answer and
+ * hide it, unless they come before the port is opened anew for an "IdBaud" other than its rate.
+ *
+ * A read searches for a card about every second, for iTimeout seconds or, with 0, without end; then
+ * it selects and reads what is there. It returns 0; -1007 for a negative limit, a path of more than
+ * 260 bytes and a null szInfo or pnInfoLen; -1006 when cancelled; -3000 for a module that does not
+ * answer as it should; -3001 for no card, -3002 when the card cannot be read. When the limit is
+ * over, the card is selected all the same and the result is what comes of that; with iTimeout 0 it
+ * is -3001 for any other failure of the search.
+ *
+ * The text is GB 18030, "|" between fields, terminated:
+ *
+ *      card type "N"       "J"                 "I"
+ *      resident            from Hong Kong,     foreigner
+ *                          Macau, Taiwan
+ *    1 name                name                English name
+ *    2 sex                 sex                 sex
+ *    3 ethnic group                            country, "/" and code
+ *    4 date of birth       date of birth       date of birth
+ *    5 address             address
+ *    6 identity number     identity number     card number
+ *    7 issuing authority   issuing authority   code of it
+ *    8 valid from          valid from          valid from
+ *    9 valid until         valid until         valid until
+ *   10 N                   J                   I
+ *   11                                         Chinese name
+ *   12                                         version of the card
+ *   13                     pass number
+ *   14                     number of issues                                                      */
+
+/* Resets the ID module. */
+DESKREADER_API int RD_IdReset(void);
+
+/* Sets the ID module's baud rate (see ID_SetIdBaud). -1007 for a rate that it does not know. */
+DESKREADER_API int RD_SetIdBaud(int iBaud);
+
+/* Reads a card and tells whether that went well. Nothing is written; both pointers may be null. */
+DESKREADER_API int RD_GetIdRawData(unsigned char* szRawData, int* pnRawDataLen, int iTimeout);
+
+/* Reads a card into the text above, always all fields: provide 544 bytes. With a path that is
+ * neither null nor empty its photo becomes a file (see ID_GetBmpFile):
+ * - a path with ".bmp" in it is that file; its directory is made, up to the last backslash or,
+ *   without one, the last slash;
+ * - a path without any of ".bmp", ".jpg", ".png" and ".gif" is a directory, which is made, and the
+ *   file in it is named by field 6 and ".bmp"; a number with a slash in it names none;
+ * - any other path is a file that "./libPicConvert.so" makes of temp.bmp, a file that is written to
+ *   the same directory and deleted afterwards, with
+ *       int BmpToJpg(const char* szBmpPath, const char* szTarget, int iQuality);
+ *   of quality 60. If the path has a slash, a DIRECTORY of its whole name is made first: name a
+ * file that exists, or one in the working directory. Directories are made with mode 0007, in which
+ * only a privileged process can write.
+ *
+ * Returns also -3003 for a BMP file that could not be written; for the third kind of path, in this
+ * order, ID_GetBmpFile's number, -1009 without the library, -1010 without its function, or what the
+ * function returns. The text is written in all these cases.
+ *
+ * *pnExpired stays as it is (0 is stored where "valid until" is "long-term" in UTF-8, which no card
+ * has). Nothing is written to szPhotoData and pnPhotoDataLen. All three may be null. */
+DESKREADER_API int RD_ReadIdInfo(const char* szBmpPath, int iReserved, char* szInfo, int* pnInfoLen,
+                                 int* pnExpired, int iReserved2, unsigned char* szPhotoData,
+                                 int* pnPhotoDataLen, int iTimeout);
+
+/* Read a card into the text above, of which fields 13 and 14 are there for "J" only: provide 544
+ * bytes. The path is checked and not used. The two images, either may be null, become empty texts.
+ */
+DESKREADER_API int RD_ReadIdInfo_Pic(const char* szPicPath, int iReserved, char* szInfo,
+                                     int* pnInfoLen, int iTimeout);
+DESKREADER_API int RD_ReadIdInfo_Pic_FB(const char* szPicPath, int iReserved, char* szInfo,
+                                        int* pnInfoLen, char* szFrontImg, char* szBackImg,
+                                        int iTimeout);
+
 /* ==== API: social security cards ============================================================== */
 
 /* The card's thirteen basic elements with "|" between them, appended to the text in szOut, which
@@ -1027,8 +1492,167 @@ DESKREADER_API int PBOC_BuildARQCBack(const unsigned char* szAcData, int iAcLen,
  * could not be read. */
 DESKREADER_API int RD_SSCReadInfo(int iSlot, char* szOut, int iTimeout);
 
+/* ==== Terminal: payment flows =================================================================
+ *
+ * The payment flows with what host terminals need: *pnIcType is the slot and, on success, becomes
+ * the kind of card (0 contact, 1 contactless). A failed power-on is tried once more in the other
+ * command frame, and "Iccmd" in config.ini keeps the change (0 to 1, 1 to 0; with any other number
+ * the flow goes on without a card). szAid names the application in hexadecimal digits, at most 256
+ * bytes; when it is empty or null the directory does. Results are those of the base flows. */
+
+/* As RD_ICGetInfo, with the letters A to L, and -4103 for a card without PDOL. Provide 3109 bytes.
+ *
+ *   A PAN (hexadecimal, without padding)       G PAN sequence number           (hexadecimal)
+ *   B track 2 (hexadecimal)                    H transaction counter           (hexadecimal)
+ *   C e-cash balance (hexadecimal)             I cardholder ID type            (hexadecimal)
+ *   D e-cash balance limit (hexadecimal)       J cardholder ID number          (bytes)
+ *   E expiry date (hexadecimal)                K cardholder name               (bytes)
+ *   F e-cash transaction limit (hexadecimal)   L cardholder name, extended     (bytes) */
+DESKREADER_API int RD_ICGetInfo_KP(int* pnIcType, const char* szAid, const char* szTagList,
+                                   int iReserved, char* szOut, int iTimeout);
+
+/* As RD_ICGenARQC, and -4103 for a card without PDOL. szTxData has the fields J to V, all
+ * hexadecimal but V; one with other characters is left out: J terminal country code, K
+ * unpredictable number (none is drawn), L terminal verification results, M transaction qualifiers,
+ * N e-cash support, O e-cash limit, then as there. The issuer's data are followed by 9F33, 9F13, 5A
+ * and 5F34: provide 4000 bytes. szIccAppData gets what SELECT answered as terminated hexadecimal
+ * text: provide 1025 bytes; written on success only. */
+DESKREADER_API int RD_ICGenARQC_KP(int* pnIcType, const char* szAid, const char* szTxData,
+                                   int iOutSize, char* szOut, int iTimeout, char* szIccAppData);
+
+/* As RD_ICExeScript_TC, but CDOL2 is looked for in the application data given, and a failed script
+ * is -4109. The data are objects, or the content of g_IccAppData. What SELECT answered for the
+ * application that g_IccAppData holds, as RD_ICGenARQC_KP gives it out, stands for those data. */
+DESKREADER_API int RD_ICExeScript_KP(int iSlot, const char* szTxData, const char* szArpc,
+                                     int iResultSize, char* szResult, int iReserved, char* szTc,
+                                     int iAppDataLen, const unsigned char* szAppData);
+
+/* As RD_ICGetDetail. */
+DESKREADER_API int RD_ICGetDetail_KP(int* pnIcType, const char* szAid, int iReserved, char* szOut,
+                                     int iTimeout);
+
+/* ==== Terminal: IC cards ======================================================================
+ *
+ * One call each: opens the reader, runs the flow above, closes. pszPort is "USB" or the name of a
+ * serial device under /dev, which becomes serial port 1; the first character of extendPort selects
+ * the reader's pass-through port (none when it is null or empty); nTimeout in seconds. *pnIcType is
+ * 1 for contact, 2 for contactless, 3 for either, and is written back. pszAIDlist is the
+ * application to select, of which 63 characters are looked at. All return terminal numbers
+ * (Ovan_GetErrorCode); a negative time limit or a null pointer is -1 before anything is opened (the
+ * extend port may be null, and the list too, except for IC_GetInfo). Once the reader is open the
+ * texts are always terminated and the lengths set to theirs; before, nothing is written. */
+
+/* Provide 3109 bytes; the length's value on entry is not looked at. */
+DESKREADER_API int IC_GetInfo(const char* pszPort, const char* extendPort, int nBaudRate,
+                              int nTimeout, int* pnIcType, const char* pszAIDlist,
+                              const char* pszTaglist, int* pnUsrInfoLen, char* pszUserInfo);
+
+/* *pnARQCLen is the room in pszARQC (4000 holds every answer), which is terminated if the text is
+ * shorter. Provide 1025 bytes for pszIcc_appdata, which goes to IC_CtlScriptData. The card stays
+ * powered. */
+DESKREADER_API int IC_GenARQC(const char* pszPort, const char* extendPort, int nBaudRate,
+                              int nTimeout, int* pnIcType, const char* pszAIDlist,
+                              const char* pszTxData, int* pnARQCLen, char* pszARQC,
+                              char* pszIcc_appdata);
+
+/* pszIcc_appdata: hexadecimal, at most 8192 bytes are looked at; empty is -1. Provide 1025 bytes
+ * for pszTC and 1024 for pszScriptResult. */
+DESKREADER_API int IC_CtlScriptData(const char* pszPort, const char* extendPort, int nBaudRate,
+                                    int nTimeout, int* pnIcType, const char* pszTxData,
+                                    const char* pszARPC, int* pnTCLen, char* pszTC,
+                                    char* pszScriptResult, const char* pszIcc_appdata);
+
+/* Provide 4102 bytes. */
+DESKREADER_API int IC_GetTranDeta(const char* pszPort, const char* extendPort, int nBaudRate,
+                                  int nTimeout, int* pnIcType, const char* pszAIDlist,
+                                  int* pnTxDetailLen, char* pszTxDetail);
+
+/* ==== Terminal: magnetic cards ================================================================
+ *
+ * One call opens the reader, reads or writes tracks, closes it and returns a terminal number. The
+ * port is "USB" for USB HID, any other text the serial device /dev/TEXT (at most 58 characters, or
+ * it cannot be opened: -3). The first character of szExtendPort selects the pass-through port; null
+ * or empty selects none. iMode is 2 or 3 for one track, any other value for both; iCharSet has no
+ * meaning. A negative time limit (seconds), a null port or a null track that the mode needs gives
+ * -1 before anything is opened. */
+
+/* Reads tracks as terminated texts: provide 512 bytes for each. Of two tracks one is enough: the
+ * other is empty and the result 0. Only the modes 2, 3 and 23 can be read, others give -1; from the
+ * moment the reader is open the texts are written, empty ones after a failure. */
+DESKREADER_API int MS_ReadCard(const char* pszPort, const char* szExtendPort, int nBaudRate,
+                               int nTimeout, int iMode, int iCharSet, char* szTrack2data,
+                               char* szTrack3data);
+
+/* Writes tracks (see RD_WriteMagCard, also for what happens to a text that cannot be written). */
+DESKREADER_API int MS_WriteCard(const char* pszPort, const char* szExtendPort, int nBaudRate,
+                                int nTimeout, int iMode, int iCharSet, const char* szTrack2data,
+                                const char* szTrack3data);
+
+/* ==== Terminal: identity cards ================================================================ */
+
+/* Reads a card as RD_ReadIdInfo_Pic does, on an open reader; the text takes at most iSize bytes,
+ * terminator included, and is cut where it is longer. With a head path the photo becomes the file
+ * that RD_ModifyIdPath_KP derives (kind 0, base name field 6): a BMP file, or what
+ * "./libPicConvert.so" makes of one (see RD_ReadIdInfo); no directory is made, and a path from
+ * which no name can be derived counts as none. The other three paths are checked for their length
+ * and not used, and piState is not written; all but szInfo may be null. Results as
+ * RD_ReadIdInfo_Pic; -1007 also for an iSize below 1; with the text written, -1009 or -1010 for a
+ * converter that is missing or has no function, -3003 for a photo that could not be written for
+ * another reason. */
+DESKREADER_API int RD_ReadIdInfo_Pic_KP(const char* szHeadPath, const char* szFacePath,
+                                        const char* szBackPath, const char* szCardPath, int iSize,
+                                        char* szInfo, int* piState, int iTimeout);
+
+/* Opens the reader on a port, reads a card so and closes the reader. The port is "USB" for USB HID,
+ * any other text the serial device /dev/TEXT (at most 58 characters). The first character of
+ * szExtendPort selects the pass-through port; null or empty selects none. A rate of 0 is 9600; the
+ * limit is seconds. Sets "IdChange" to 1 in config.ini. Provide 4096 bytes for the text; it is
+ * empty after a failed read. Returns a terminal number; -1 for a negative limit, a null port or a
+ * null szIdentityInfo, before anything is opened. */
+DESKREADER_API int ID_GetInfo(const char* pszPort, const char* szExtendPort, int nBaudRate,
+                              int nTimeout, const char* szPhotoHead, const char* szPhotoFace,
+                              const char* szPhotoBack, const char* szPhotoCard,
+                              char* szIdentityInfo);
+
+/* The name of one of the four photos (kind 0 head, 1 face, 2 back, 3 card) that belong to a path:
+ * its directory, a backslash, the base name, nothing or "_1" to "_3", and its extension. A path
+ * that does not end in ".jpg", ".bmp", ".png" or ".gif" is a directory as a whole and the extension
+ * is
+ * ".bmp"; of one that does, the directory is what stands before its last backslash. Empty for a
+ * null or empty path, for a file without backslash and for a name of more than 1023 bytes;
+ * otherwise untouched for another kind. Provide 1024 bytes. Returns 0. */
+DESKREADER_API int RD_ModifyIdPath_KP(int iKind, const char* szBaseName, const char* szGivenPath,
+                                      char* szOutPath);
+
 #ifdef __cplusplus
 }
+
+/* ==== Required of others: Ultralight primitives ===============================================
+ *
+ * What RD_M0PowerOn and its relatives call. Not part of this library: the host, or a library that
+ * is in the process's global scope before this one is loaded (linked, or opened with RTLD_GLOBAL),
+ * defines them as C++ functions of exactly these types. All get the library's `context` and a limit
+ * in milliseconds and return 0 or a negative number. Every buffer to fill has room for 4096 bytes;
+ * lengths told beyond that are cut. */
+
+/* Activates a card and gives its answer. -4005 without a card, -5001 when it refuses. */
+DESKREADER_API int M0_PowerOn(DEVCONTEXT* pContext, unsigned char* szAnswer, int* pnAnswerLen,
+                              int iTimeout);
+
+/* Halts the card. */
+DESKREADER_API int M0_PowerOff(DEVCONTEXT* pContext, int iTimeout);
+
+/* Reads from a page on. iCount is RD_M0Read's. */
+DESKREADER_API int M0_ReadBlock(DEVCONTEXT* pContext, int iPage, int iCount, unsigned char* szOut,
+                                int* pnOutLen, int iTimeout);
+
+/* Writes the 4 bytes of a page; RD_M0DownKey tells a length of 17 all the same. */
+DESKREADER_API int M0_WriteBlock(DEVCONTEXT* pContext, int iPage, unsigned char* szData,
+                                 int iDataLen, int iTimeout);
+
+/* Sends bytes to the card as they are and gives its reply, without check bytes. */
+DESKREADER_API int M0_Interaction(DEVCONTEXT* pContext, unsigned char* szCommand, int iCommandLen,
+                                  unsigned char* szReply, int* pnReplyLen, int iTimeout);
 #endif
 
 #endif /* DESKREADER_H */

@@ -87,7 +87,24 @@ inline constexpr int cryptogram_failed = -4107;
 inline constexpr int arqc_data_failed = -4108;
 inline constexpr int external_authentication_failed = -4109;
 inline constexpr int script_failed = -4110;
-inline constexpr int log_entry_missing = -4117;  // without a text of its own
+
+// The same, without texts of their own.
+inline constexpr int cdol2_missing = -4111;
+inline constexpr int approval_refused = -4114;
+inline constexpr int transaction_declined = -4115;
+inline constexpr int log_entry_missing = -4117;
+
+// API numbers: MIFARE Classic commands that the reader answered with a failure. None of them has a
+// text.
+inline constexpr int m1_power_on_failed = -5001;
+inline constexpr int m1_power_off_failed = -5002;
+inline constexpr int m1_verify_failed = -5003;
+inline constexpr int m1_read_block_failed = -5004;
+inline constexpr int m1_write_block_failed = -5005;
+inline constexpr int m1_read_value_failed = -5006;
+inline constexpr int m1_write_value_failed = -5007;
+inline constexpr int m1_increment_failed = -5008;
+inline constexpr int m1_decrement_failed = -5009;
 
 // API numbers: MIFARE Classic arguments.
 inline constexpr int invalid_block = -5010;
@@ -96,5 +113,10 @@ inline constexpr int data_not_16_bytes = -5012;
 inline constexpr int data_not_4_bytes = -5013;
 inline constexpr int key_not_6_bytes = -5014;
 inline constexpr int invalid_key_type = -5015;
+inline constexpr int invalid_value = -5016;  // without a text of its own
+
+// API numbers: Ultralight cards. None of them has a text.
+inline constexpr int key_not_written = -5105;
+inline constexpr int invalid_page = -5106;
 
 }  // namespace deskreader::status

@@ -1,17 +1,25 @@
 #include "deck.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <set>
 
-#include "cards/iso_card.h"
-#include "deck_mifare_cards.h"
-#include "deck_node.h"
-#include "deck_stripe_and_identity.h"
+#include <nlohmann/json.hpp>
+
+#include "decks/iso_card.h"
+#include "decks/mifare_cards.h"
+#include "decks/node.h"
+#include "decks/payment_card.h"
+#include "decks/purse_card.h"
+#include "decks/social_security_card.h"
+#include "decks/stripe_and_identity.h"
 
 namespace virtual_reader {
 namespace {
+
+using Json = nlohmann::json;
 
 ReaderSettings read_settings(const Node& node) {
     node.allow({"information", "serial_number", "baud", "answer_mode_on_serial"});
@@ -24,59 +32,6 @@ ReaderSettings read_settings(const Node& node) {
     if (node.has("answer_mode_on_serial"))
         settings.answer_mode_on_serial = node.at("answer_mode_on_serial").flag();
     return settings;
-}
-
-ElementaryFile read_file(const Node& node) {
-    node.allow({"id", "sfi", "data", "records"});
-    ElementaryFile file;
-    file.id = node.at("id").file_id();
-    if (node.has("sfi")) file.sfi = static_cast<std::uint8_t>(node.at("sfi").number(1, 30));
-    if (node.has("data") == node.has("records")) node.fail("either data or records");
-    if (node.has("data")) file.data = node.at("data").content();
-    if (node.has("records")) {
-        for (const Node& record : node.at("records").elements()) {
-            file.records.push_back(record.content());
-            if (file.records.back().size() > 255) record.fail("at most 255 bytes");
-        }
-    }
-    return file;
-}
-
-Directory read_directory(const Node& node) {
-    node.allow({"id", "name", "files"});
-    Directory directory;
-    directory.id = node.at("id").file_id();
-    directory.name = node.at("name").hex();
-    if (directory.name.empty() || directory.name.size() > 16) node.at("name").fail("1 to 16 bytes");
-    if (node.has("files")) {
-        for (const Node& file : node.at("files").elements())
-            directory.files.push_back(read_file(file));
-    }
-    return directory;
-}
-
-std::unique_ptr<Card> read_iso_card(const Node& node) {
-    node.allow({"type", "name", "contactless", "inserted", "slot", "answer", "procedure_bytes",
-                "seed", "files", "directories"});
-    IsoCardSettings settings;
-    settings.name = node.at("name").text();
-    if (node.has("contactless")) settings.contactless = node.at("contactless").flag();
-    settings.answer = from_hex(settings.contactless ? "0400088041424344" : "3B0444455348");
-    if (node.has("answer")) settings.answer = node.at("answer").hex();
-    if (settings.answer.size() > 64) node.at("answer").fail("at most 64 bytes");
-    if (node.has("procedure_bytes"))
-        settings.by_procedure_bytes = node.at("procedure_bytes").flag();
-    if (node.has("seed"))
-        settings.seed = static_cast<std::uint32_t>(node.at("seed").number(0, 2147483647));
-    if (node.has("files")) {
-        for (const Node& file : node.at("files").elements())
-            settings.files.master.files.push_back(read_file(file));
-    }
-    if (node.has("directories")) {
-        for (const Node& one : node.at("directories").elements())
-            settings.files.directories.push_back(read_directory(one));
-    }
-    return std::make_unique<IsoCard>(std::move(settings));
 }
 
 // Reads a card and puts it into the drawer of the module that it belongs to.
@@ -102,6 +57,9 @@ struct CardType {
 
 constexpr CardType card_types[] = {
     {"iso", add_ic<read_iso_card>},
+    {"payment", add_ic<read_payment_card>},
+    {"purse", add_ic<read_purse_card>},
+    {"social-security", add_ic<read_social_security_card>},
     {"magnetic", add_magnetic},
     {"identity", add_identity},
     {"mifare-classic", add_ic<read_mifare_classic_card>},
@@ -121,7 +79,7 @@ const CardType& type_of(const Node& node) {
 void put_in(Reader& reader, const Node& node, std::set<std::string>& names) {
     type_of(node).add(reader, node);
     const std::string name = node.at("name").text();
-    if (name.empty() || name.find_first_of(" \n") != std::string::npos)
+    if (name.empty() || name.find_first_of(" \t\n\v\f\r") != std::string::npos)
         node.at("name").fail("a name without blanks");
     if (!names.insert(name).second) node.at("name").fail("a name of its own for each card");
     const int slot = node.has("slot") ? node.at("slot").number(0, 31) : 0;
@@ -165,6 +123,7 @@ std::unique_ptr<Reader> reader_from_deck(std::string_view json, const std::strin
 }
 
 std::unique_ptr<Reader> reader_from_deck_file(const std::string& path) {
+    if (std::filesystem::is_directory(path)) throw DeckError(path + ": is a directory");
     std::ifstream file(path, std::ios::binary);
     if (!file) throw DeckError(path + ": cannot be read");
     const std::string json{std::istreambuf_iterator<char>(file), {}};
@@ -187,6 +146,15 @@ std::string_view default_deck() {
       "directories": [
         { "id": "DF01", "name": "F04445534B01", "files": [
           { "id": "EF01", "sfi": 1, "records": ["VISITOR 0002", "BOB EXAMPLE"] } ] } ]
+    },
+    {
+      "type": "payment", "name": "bank", "answer": "3B0442414E4B", "label": "DESK DEBIT",
+      "account_number": "9999990000000013", "sequence_number": 1, "expiry": "301231",
+      "holder": "EXAMPLE/ADA", "pin": "1234", "balance": 10000
+    },
+    {
+      "type": "social-security", "name": "citizen", "answer": "3B04434954495A",
+      "person": "ADA EXAMPLE", "number": "999999190001010013", "card_number": "X00000013"
     },
     {
       "type": "magnetic", "name": "loyalty", "track1": "B9999000000000003^EXAMPLE/CAT^3012",

@@ -1,5 +1,5 @@
-// RD_ICGenARQC: the first half of an online transaction, up to the authorisation request cryptogram
-// and the data for the issuer. The card stays powered for the completion.
+#include "api/arqc.h"
+
 #include <deskreader.h>
 
 #include <algorithm>
@@ -9,12 +9,12 @@
 #include <cstring>
 #include <span>
 
-#include "api/payment_flow.h"
 #include "api/transaction_data.h"
 #include "cards/terminal_data.h"
 #include "cards/tlv.h"
 #include "status.h"
 #include "support/log.h"
+#include "support/text.h"
 
 unsigned char g_IccAppData[8000];
 
@@ -49,7 +49,7 @@ constexpr struct {
     {{0x9F, 0x03}, 2},  // amount, other
 };
 
-constexpr std::size_t max_reply = 1200;
+constexpr std::size_t max_run = 2000;
 constexpr std::size_t max_length = 255;  // one byte
 
 // A run of data objects in the making.
@@ -89,7 +89,7 @@ class ObjectRun {
         size_ += fitting.size();
     }
 
-    std::array<std::uint8_t, max_reply> bytes_;
+    std::array<std::uint8_t, max_run> bytes_;
     std::size_t size_ = 0;
 };
 
@@ -181,18 +181,70 @@ int get_cryptogram(api::PaymentFlow& flow, Cryptogram& answer, int& size) noexce
     return status::ok;
 }
 
-int run_transaction(api::PaymentFlow& flow, const char* transaction, Cryptogram& answer,
-                    int& size) noexcept {
-    const int selected = flow.select_application(api::BlockedDirectory::is_passed_over);
-    if (selected != status::ok) return selected;
+// What the host wants the card to know. Without a number of the host's, draws one.
+int store_transaction(const api::ArqcFlow& flow, const char* transaction) noexcept {
+    if (flow.takes_terminal_fields) {
+        api::store_terminal_fields(transaction);
+        return status::ok;
+    }
     const int stored = api::store_transaction_fields(transaction);
+    if (stored == status::ok) draw_unpredictable_number();
+    return stored;
+}
+
+int run_transaction(const api::ArqcFlow& kind_of_flow, api::PaymentFlow& flow,
+                    const char* transaction, Cryptogram& answer, int& size) noexcept {
+    const int selected = flow.select_application();
+    if (selected != status::ok) return selected;
+    const int stored = store_transaction(kind_of_flow, transaction);
     if (stored != status::ok) return stored;
-    draw_unpredictable_number();
     const int started = flow.start_application();
     if (started != status::ok) return started;
     PBOC_SetTxDataTagValue(tag_aip, sizeof tag_aip, flow.profile().data(),
                            static_cast<int>(flow.profile().size()));
     return get_cryptogram(flow, answer, size);
+}
+
+void add_further(const api::FurtherObject& object, const api::PaymentFlow& flow,
+                 ObjectRun& run) noexcept {
+    if (object.source == api::ObjectSource::records &&
+        run.add_found(object.tag_bytes(), flow.records()))
+        return;
+    std::array<unsigned char, 512> value;
+    int size = 0;
+    if (object.source == api::ObjectSource::get_data &&
+        PBOC_GetData(&context, flow.slot(), object.tag, static_cast<int>(object.tag_size),
+                     value.data(), &size) == status::ok) {
+        run.add(object.tag_bytes(), std::span(value).first(static_cast<std::size_t>(size)));
+        return;
+    }
+    run.add(object.tag_bytes(), object.fallback_bytes());
+}
+
+// The text that the issuer gets: what belongs to every request, and what this kind of flow adds.
+int build_request(const api::ArqcFlow& kind_of_flow, const api::PaymentFlow& flow,
+                  const Cryptogram& answer, int size, int out_size, char* out) noexcept {
+    std::array<unsigned char, 2 * max_run> request;
+    int request_size = 0;
+    if (PBOC_BuildARQCBack(answer.data(), size, request.data(), &request_size) != status::ok) {
+        return api::fail("PBOC_BuildARQCBack Error!\r\n", status::arqc_data_failed);
+    }
+    ObjectRun further;
+    for (const api::FurtherObject& object : kind_of_flow.further)
+        add_further(object, flow, further);
+    std::ranges::copy(further.bytes(), request.begin() + request_size);
+    request_size += static_cast<int>(further.bytes().size());
+    const int written = GByte2Hex(request.data(), request_size, out,
+                                  static_cast<std::size_t>(std::max(out_size, 0)));
+    if (written >= 0 && written < out_size) out[written] = '\0';
+    return status::ok;
+}
+
+// What SELECT answered, for the host to keep.
+void write_selection(const api::PaymentFlow& flow, char* out) noexcept {
+    const std::size_t size = text::to_hex(flow.selection(), {out, 2 * flow.selection().size()});
+    out[size] = '\0';
+    GLogI("szIccAppdata = %s\r\n", out);
 }
 
 }  // namespace
@@ -213,28 +265,37 @@ int PBOC_BuildARQCBack(const unsigned char* answer, int length, unsigned char* o
     return status::ok;
 }
 
-int RD_ICGenARQC(int slot, const char* transaction, int out_size, char* out, int* card_kind,
-                 int timeout_s) {
-    if (!api::is_transaction_text(transaction))
-        return api::fail("szTxdata Error!\r\n", status::invalid_parameter);
-    api::PoweredCard card;
-    const int powered = card.power_on(slot, timeout_s);
-    if (powered != status::ok) return RD_GetErrorCode(powered);
-    *card_kind = card.kind();
+namespace deskreader::api {
 
-    api::PaymentFlow flow(card);
+int generate_arqc(const ArqcFlow& kind_of_flow, int slot, const char* transaction,
+                  const ArqcOutput& output, int timeout_s, int& kind) noexcept {
+    if (!is_transaction_text(transaction))
+        return fail("szTxdata Error!\r\n", status::invalid_parameter);
+    PaymentFlow flow(kind_of_flow.options);
+    const int powered = flow.power_on(slot, timeout_s);
+    if (powered != status::ok) return powered;
+    kind = flow.slot();
+
     Cryptogram answer;
     int size = 0;
-    const int result = run_transaction(flow, transaction, answer, size);
+    const int result = run_transaction(kind_of_flow, flow, transaction, answer, size);
     if (result != status::ok) return result;
-    std::array<unsigned char, max_reply> reply;
-    int reply_size = 0;
-    if (PBOC_BuildARQCBack(answer.data(), size, reply.data(), &reply_size) != status::ok) {
-        return api::fail("PBOC_BuildARQCBack Error!\r\n", status::arqc_data_failed);
-    }
-    const int written =
-        GByte2Hex(reply.data(), reply_size, out, static_cast<std::size_t>(std::max(out_size, 0)));
-    if (written >= 0 && written < out_size) out[written] = '\0';
-    card.keep();
+    const int built = build_request(kind_of_flow, flow, answer, size, output.size, output.text);
+    if (built != status::ok) return built;
+    if (output.selection != nullptr) write_selection(flow, output.selection);
+    flow.keep_power();
     return status::ok;
+}
+
+}  // namespace deskreader::api
+
+int RD_ICGenARQC(int slot, const char* transaction, int out_size, char* out, int* card_kind,
+                 int timeout_s) {
+    constexpr api::ArqcFlow flow{
+        .options = {},
+        .takes_terminal_fields = false,
+        .further = {},
+    };
+    return api::generate_arqc(flow, slot, transaction, {out, out_size, nullptr}, timeout_s,
+                              *card_kind);
 }

@@ -1,4 +1,5 @@
-// RD_ICGetInfo: the public data of a payment card as one text record, by field letters.
+#include "api/card_information.h"
+
 #include <deskreader.h>
 
 #include <algorithm>
@@ -7,7 +8,6 @@
 #include <span>
 #include <string_view>
 
-#include "api/payment_flow.h"
 #include "api/text_record.h"
 #include "cards/tlv.h"
 #include "status.h"
@@ -19,27 +19,11 @@ using api::Bytes;
 
 namespace {
 
-enum class Source { records, get_data };
+using api::Form;
+using api::InformationField;
+using api::Source;
 
-enum class Form {
-    hex,
-    hex_to_first_f,  // pad nibbles removed
-    track_2,         // the same, with '=' for every D
-    bytes,           // as the card has them
-};
-
-struct Field {
-    char letter;
-    std::uint8_t tag[2];
-    std::size_t tag_size;
-    Source source;
-    Form form;
-
-    Bytes tag_bytes() const noexcept { return {tag, tag_size}; }
-};
-
-// In the order of the record, whatever the order of the request.
-constexpr Field fields[] = {
+constexpr InformationField fields[] = {
     {'A', {0x5A}, 1, Source::records, Form::hex_to_first_f},  // application PAN
     {'B', {0x5F, 0x20}, 2, Source::records, Form::bytes},     // cardholder name
     {'C', {0x9F, 0x62}, 2, Source::records, Form::hex},       // cardholder ID type
@@ -59,7 +43,8 @@ constexpr Field fields[] = {
 constexpr std::uint8_t tag_format_2[] = {0x77};
 
 constexpr std::size_t max_value = 255;  // characters of one field
-constexpr std::size_t max_record = std::size(fields) * (4 + max_value);
+constexpr std::size_t max_fields = std::size(fields);
+constexpr std::size_t max_record = max_fields * (4 + max_value);
 
 class FieldText {
   public:
@@ -82,8 +67,8 @@ class FieldText {
     std::size_t size_ = 0;
 };
 
-void add_field(api::TextRecord<max_record>& record, const Field& field, Bytes application_data,
-               int slot) noexcept {
+void add_field(api::TextRecord<max_record>& record, const InformationField& field,
+               Bytes application_data, int slot) noexcept {
     std::array<unsigned char, 512> answer;
     int length = 0;
     Bytes value;
@@ -97,8 +82,8 @@ void add_field(api::TextRecord<max_record>& record, const Field& field, Bytes ap
 }
 
 // The data to look fields up in: the records, or the answer of a card that gave its data at once.
-Bytes application_data(api::PaymentFlow& flow) noexcept {
-    const auto whole = tlv::find(flow.locator(), tag_format_2);
+Bytes application_data(api::PaymentFlow& flow, bool looks_into_options) noexcept {
+    const auto whole = looks_into_options ? tlv::find(flow.locator(), tag_format_2) : std::nullopt;
     if (!whole) {
         flow.read_records();
         return flow.records();
@@ -113,26 +98,40 @@ Bytes application_data(api::PaymentFlow& flow) noexcept {
 
 }  // namespace
 
-int RD_ICGetInfo(int slot, const char* tag_list, int, char* out, int timeout_s) {
-    const std::string_view letters = tag_list;
-    if (letters.empty() || IsTagListValue(tag_list) == 0)
-        return api::fail("TagList Error!\r\n", status::invalid_parameter);
-    api::PoweredCard card;
-    const int powered = card.power_on(slot, timeout_s);
-    if (powered != status::ok) return RD_GetErrorCode(powered);
+namespace deskreader::api {
 
-    api::PaymentFlow flow(card);
-    const int selected = flow.select_application(api::BlockedDirectory::is_passed_over);
+int read_card_information(const InformationFlow& kind_of_flow, int slot, const char* tag_list,
+                          char* out, int timeout_s, int& kind) noexcept {
+    if (IsTagListValue(tag_list) == 0) return fail("TagList Error!\r\n", status::invalid_parameter);
+    PaymentFlow flow(kind_of_flow.options);
+    const int powered = flow.power_on(slot, timeout_s);
+    if (powered != status::ok) return powered;
+    const int selected = flow.select_application();
     if (selected != status::ok) return selected;
     const int started = flow.start_application();
     if (started != status::ok) return started;
-    const Bytes data = application_data(flow);
-    api::TextRecord<max_record> record;
-    for (const Field& field : fields) {
+
+    const Bytes data = application_data(flow, kind_of_flow.looks_into_options);
+    const std::string_view letters = tag_list;
+    TextRecord<max_record> record;
+    for (const InformationField& field : kind_of_flow.fields) {
         if (letters.find(field.letter) != std::string_view::npos)
             add_field(record, field, data, flow.slot());
     }
     std::memcpy(out, record.text().data(), record.size());
     out[record.size()] = '\0';
+    kind = flow.slot();
     return status::ok;
+}
+
+}  // namespace deskreader::api
+
+int RD_ICGetInfo(int slot, const char* tag_list, int, char* out, int timeout_s) {
+    constexpr api::InformationFlow flow{
+        .options = {},
+        .looks_into_options = true,
+        .fields = fields,
+    };
+    int kind = 0;
+    return api::read_card_information(flow, slot, tag_list, out, timeout_s, kind);
 }

@@ -21,7 +21,8 @@ constexpr int command_limit_ms = 1000;
 constexpr int reset_limit_ms = 100;
 constexpr int default_baud = 9600;
 
-constexpr int change_by_command = 1;
+constexpr int change_by_command = 1;  // values of "IdChange"
+constexpr int change_by_library = 2;
 constexpr std::size_t serial_number_offset = 32;
 constexpr std::size_t serial_number_size = 32;
 
@@ -148,9 +149,12 @@ int RD_SetBpPort(int bp_port) {
 
 int RD_ChangeMode(int mode) {
     int result = status::ok;
-    if (config::integer("devcfg", "IdChange", change_by_command) == change_by_command) {
+    const int way = config::integer("devcfg", "IdChange", change_by_command);
+    if (way == change_by_command) {
         result = Ovan_ChangeMode(&context, static_cast<signed char>(mode));
         if (result != status::ok) GLogE("ChangeMode Error!\r\n");
+    } else if (way == change_by_library) {
+        result = ID_ChangeSDT(mode);
     }
     return RD_GetErrorCode(result);
 }

@@ -3,19 +3,17 @@
 #include <deskreader.h>
 
 #include <array>
-#include <chrono>
 #include <cstring>
-#include <ctime>
 #include <string_view>
 
-#include "api/cancel.h"
+#include "api/card_wait.h"
 #include "api/slot.h"
 #include "status.h"
-#include "support/clock.h"
 
 int g_IcType = 0;
 
 using namespace deskreader;
+using api::CardData;
 using api::Slot;
 
 namespace {
@@ -26,63 +24,38 @@ constexpr int detect_limit_ms = 1000;
 constexpr int detect_any = 255;
 constexpr int max_apdu_text = 1024;
 
-constexpr std::chrono::milliseconds poll_step(100);
-constexpr int steps_one_kind = 9;
-constexpr int steps_both_kinds = 8;
-
-struct Answer {
-    std::array<unsigned char, 512> bytes{};
-    int length = 0;
-};
-
-int power_on_contact(Answer& answer, int* card_type) noexcept {
+int power_on_contact(CardData& answer, int* card_type) noexcept {
     const int result = IC_PowerOn(&context, answer.bytes.data(), &answer.length, power_limit_ms);
     if (result == status::ok) *card_type = g_IcType = api::kind_contact;
     return result;
 }
 
-int power_on_contactless(Answer& answer, int* card_type) noexcept {
+int power_on_contactless(CardData& answer, int* card_type) noexcept {
     const int result = IC_RFPowerOn(&context, answer.bytes.data(), &answer.length, power_limit_ms);
     if (result == status::ok) *card_type = g_IcType = api::kind_contactless;
     return result;
 }
 
-int power_on_once(Slot slot, Answer& answer, int* card_type) noexcept {
-    answer = {};
-    if (slot == Slot::contactless) return power_on_contactless(answer, card_type);
-    const int result = power_on_contact(answer, card_type);
-    if (slot == Slot::contact || result == status::ok) return result;
-    return power_on_contactless(answer, card_type);
-}
+class IcPowerOn final : public api::PowerOn {
+  public:
+    IcPowerOn(Slot slot, int* card_type) noexcept : slot_(slot), card_type_(card_type) {}
 
-bool card_may_still_come(int result) noexcept {
-    return result == status::card_absent || result == status::power_on_failed;
-}
-
-// Lets the time until the next attempt pass. False when the wait was cancelled.
-bool pause(Slot slot) noexcept {
-    const int steps = slot == Slot::automatic ? steps_both_kinds : steps_one_kind;
-    for (int step = 0; step < steps; ++step) {
-        clock::sleep(poll_step);
-        if (cancel_wait::requested()) {
-            GLogE("Cancel!\r\n");
-            return false;
-        }
+    int attempt(CardData& answer) noexcept override {
+        if (slot_ == Slot::contactless) return power_on_contactless(answer, card_type_);
+        const int result = power_on_contact(answer, card_type_);
+        if (slot_ == Slot::contact || result == status::ok) return result;
+        return power_on_contactless(answer, card_type_);
     }
-    return true;
-}
 
-// Tries until a card answers, the time is over or the wait is cancelled.
-int wait_for_card(Slot slot, int timeout_s, Answer& answer, int* card_type) noexcept {
-    const std::time_t begin = clock::wall_time();
-    int result = status::ok;
-    do {
-        result = power_on_once(slot, answer, card_type);
-        if (!card_may_still_come(result)) return result;
-        if (!pause(slot)) return status::operation_cancelled;
-    } while (timeout_s == 0 || clock::wall_time() - begin < timeout_s);
-    return result;
-}
+  private:
+    Slot slot_;
+    int* card_type_;
+};
+
+constexpr api::WaitRules wait_for_one_kind{
+    .refused = status::power_on_failed, .pause_steps = 9, .limit = api::Limit::seconds};
+constexpr api::WaitRules wait_for_both_kinds{
+    .refused = status::power_on_failed, .pause_steps = 8, .limit = api::Limit::seconds};
 
 bool is_apdu_text(const char* text, int length) noexcept {
     if (std::strlen(text) < static_cast<std::size_t>(length < 0 ? 0 : length)) return false;
@@ -118,23 +91,10 @@ int power_off(Slot slot) noexcept {
 
 int RD_IcPowerOn(int slot, int atr_room, char* atr, int* atr_length, int* card_type,
                  int timeout_s) {
-    if (timeout_s < 0) {
-        GLogE("Timeout Error!\r\n");
-        return status::invalid_parameter;
-    }
-    cancel_wait::clear();
-    Answer answer;
-    int result = wait_for_card(api::slot_of(slot), timeout_s, answer, card_type);
-    if (result == status::operation_cancelled) return RD_GetErrorCode(result);
-    // kept: a positive limit that ran out reports why the card was not reached, not that time was
-    // up.
-    if (result != status::ok && timeout_s == 0) {
-        GLogE("Timeout!\r\n");
-        result = status::power_on_timed_out;
-    }
-    *atr_length = GByte2Hex(answer.bytes.data(), answer.length, atr,
-                            static_cast<std::size_t>(atr_room < 0 ? 0 : atr_room));
-    return RD_GetErrorCode(result);
+    const Slot wanted = api::slot_of(slot);
+    IcPowerOn card(wanted, card_type);
+    return api::power_on(card, wanted == Slot::automatic ? wait_for_both_kinds : wait_for_one_kind,
+                         timeout_s, {atr, atr_room}, atr_length);
 }
 
 int RD_IcPowerOff(int slot) {

@@ -11,6 +11,7 @@
 #include <span>
 #include <string_view>
 
+#include "api/fail.h"
 #include "cards/bytes.h"
 
 namespace deskreader::api {
@@ -21,12 +22,19 @@ using cards::Bytes;
 class PoweredCard {
   public:
     PoweredCard() noexcept = default;
+
+    // A card that an earlier flow left powered.
+    explicit PoweredCard(int kind) noexcept : kind_(kind), powered_(true) {}
+
     ~PoweredCard();
     PoweredCard(const PoweredCard&) = delete;
     PoweredCard& operator=(const PoweredCard&) = delete;
 
     // Waits for a card as RD_IcPowerOn does. Returns its result.
     [[nodiscard]] int power_on(int slot, int timeout_s) noexcept;
+
+    // The same, and once more in the other command frame when that fails; "Iccmd" keeps the change.
+    [[nodiscard]] int power_on_in_either_frame(int slot, int timeout_s) noexcept;
 
     // The kind of card that answered: the slot of every command from then on.
     int kind() const noexcept { return kind_; }
@@ -35,26 +43,39 @@ class PoweredCard {
     void keep() noexcept { powered_ = false; }
 
   private:
+    [[nodiscard]] int try_power_on(int slot, int timeout_s) noexcept;
+
     int kind_ = 0;
     bool powered_ = false;
 };
 
-// Whether a directory whose application is blocked ends a flow.
-enum class BlockedDirectory { is_passed_over, ends_flow };
+// Where the flows differ on purpose.
+struct FlowOptions {
+    bool tries_either_frame = false;  // at power-on
+    bool ends_when_blocked = false;   // a directory whose application is blocked ends the flow
+    bool needs_pdol = false;          // otherwise an absent PDOL is an empty one
+    std::string_view application{};   // hexadecimal; if empty, what the directory names
+};
 
 class PaymentFlow {
   public:
-    explicit PaymentFlow(PoweredCard& card) noexcept : card_(card) {}
+    explicit PaymentFlow(const FlowOptions& options) noexcept : options_(options) {}
+
+    // Powers the card. Returns 0 or an API number.
+    [[nodiscard]] int power_on(int slot, int timeout_s) noexcept;
 
     // Selects the directory (1PAY.SYS.DDF01 on contact and contactless cards alike), finds the
-    // application there and selects it.
-    [[nodiscard]] int select_application(BlockedDirectory rule) noexcept;
+    // application there unless it is given, and selects it.
+    [[nodiscard]] int select_application() noexcept;
 
-    // Answers the card's PDOL, an absent one as an empty one, and gets its options.
+    // Answers the card's PDOL and gets its options.
     [[nodiscard]] int start_application() noexcept;
 
     // Reads the records that the options name.
     void read_records() noexcept;
+
+    // Leaves the card powered at the end of the flow.
+    void keep_power() noexcept { card_.keep(); }
 
     int slot() const noexcept { return card_.kind(); }
 
@@ -73,7 +94,10 @@ class PaymentFlow {
     Bytes records() const noexcept { return std::span(records_).first(records_size_); }
 
   private:
-    PoweredCard& card_;
+    [[nodiscard]] int find_application(Bytes directory) noexcept;
+
+    FlowOptions options_;
+    PoweredCard card_;
     std::array<std::uint8_t, 512> application_;
     std::size_t application_size_ = 0;
     std::array<std::uint8_t, 8> profile_;
@@ -85,8 +109,5 @@ class PaymentFlow {
     std::array<std::uint8_t, 8000> records_;
     std::size_t records_size_ = 0;
 };
-
-// Logs an error text and returns the number: `return fail("... Error!\r\n", status::...)`.
-int fail(const char* text, int number) noexcept;
 
 }  // namespace deskreader::api

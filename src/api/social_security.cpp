@@ -124,7 +124,7 @@ int read_elements(int slot, Text& text) noexcept {
 int RD_SSCReadInfo(int slot, char* out, int timeout_s) {
     api::PoweredCard card;
     const int powered = card.power_on(slot, timeout_s);
-    if (powered != status::ok) return RD_GetErrorCode(powered);
+    if (powered != status::ok) return powered;
     const int selected = select_directory(card.kind());
     if (selected != status::ok) return selected;
     Text text;

@@ -17,6 +17,8 @@ using cards::low_byte;
 using cards::mapped_slot;
 using cards::plain_slot;
 using cards::Reply;
+using cards::run_for_data;
+using cards::run_only;
 using cards::StatusRow;
 
 namespace {
@@ -167,24 +169,6 @@ std::uint8_t baud_code(int baud) noexcept {
         default:
             return 0;
     }
-}
-
-// Commands that bring nothing back.
-int run_only(const CommandRow& row, DEVCONTEXT* device, Bytes arguments, int timeout_ms) noexcept {
-    Reply reply;
-    return cards::run(row, device, arguments, timeout_ms, reply);
-}
-
-// Commands whose data go to the caller, at most `room` bytes.
-int run_for_data(const CommandRow& row, DEVCONTEXT* device, Bytes arguments, int timeout_ms,
-                 std::size_t room, unsigned char* out, int* out_length) noexcept {
-    Reply reply;
-    const int result = cards::run(row, device, arguments, timeout_ms, reply);
-    if (result != status::ok || !reply.has_status()) return result;
-    if (reply.data().size() > room) return status::bad_message;
-    std::ranges::copy(reply.data(), out);
-    *out_length = static_cast<int>(reply.data().size());
-    return status::ok;
 }
 
 int exchange_apdu(const CommandRow& row, DEVCONTEXT* device, const unsigned char* command,

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "status.h"
 #include "support/config.h"
 
 namespace deskreader::cards {
@@ -61,7 +60,7 @@ int run_ic(const CommandRow& row, DEVCONTEXT* device, const RequestBuffer& reque
     const std::uint16_t state = reply.bytes[0];
     if (state == 0) return status::ok;
     return number_of(row.ic_errors, state,
-                     row.ic_other == OtherStatus::fails ? status::failed : result);
+                     row.ic_other == OtherStatus::fails ? row.failure : result);
 }
 
 int run_union(const CommandRow& row, DEVCONTEXT* device, const RequestBuffer& request,
@@ -73,24 +72,47 @@ int run_union(const CommandRow& row, DEVCONTEXT* device, const RequestBuffer& re
     reply.length = static_cast<std::size_t>(std::max(result, 0));
     const auto state = static_cast<std::uint16_t>(reply.bytes[0] << 8 | reply.bytes[1]);
     if (state == 0) return status::ok;
-    return number_of(row.union_errors, state, status::failed);
+    return number_of(row.union_errors, state, row.failure);
 }
 
 }  // namespace
 
 int run(const CommandRow& row, DEVCONTEXT* device, Bytes arguments, int timeout_ms,
         Reply& reply) noexcept {
+    return run(row, device, arguments, arguments, timeout_ms, reply);
+}
+
+int run(const CommandRow& row, DEVCONTEXT* device, Bytes ic_arguments, Bytes union_arguments,
+        int timeout_ms, Reply& reply) noexcept {
     reply.frame = chosen_frame(row);
     if (reply.frame != frame_ic && reply.frame != frame_union) return status::not_supported;
-    const Pattern& pattern = reply.frame == frame_ic ? row.ic : row.union_;
+    const bool in_ic = reply.frame == frame_ic;
+    const Pattern& pattern = in_ic ? row.ic : row.union_;
     if (pattern.size == 0) return status::not_supported;
     RequestBuffer request;
-    if (!request.append(pattern, arguments)) return status::invalid_argument;
+    if (!request.append(pattern, in_ic ? ic_arguments : union_arguments))
+        return status::invalid_argument;
     std::ranges::fill_n(reply.bytes.begin(), static_cast<std::ptrdiff_t>(row.reply_room),
                         std::uint8_t{0});
     reply.length = 0;
-    return reply.frame == frame_ic ? run_ic(row, device, request, timeout_ms, reply)
-                                   : run_union(row, device, request, timeout_ms, reply);
+    return in_ic ? run_ic(row, device, request, timeout_ms, reply)
+                 : run_union(row, device, request, timeout_ms, reply);
+}
+
+int run_only(const CommandRow& row, DEVCONTEXT* device, Bytes arguments, int timeout_ms) noexcept {
+    Reply reply;
+    return run(row, device, arguments, timeout_ms, reply);
+}
+
+int run_for_data(const CommandRow& row, DEVCONTEXT* device, Bytes arguments, int timeout_ms,
+                 std::size_t room, unsigned char* out, int* out_length) noexcept {
+    Reply reply;
+    const int result = run(row, device, arguments, timeout_ms, reply);
+    if (result != status::ok || !reply.has_status()) return result;
+    if (reply.data().size() > room) return status::bad_message;
+    std::ranges::copy(reply.data(), out);
+    *out_length = static_cast<int>(reply.data().size());
+    return status::ok;
 }
 
 }  // namespace deskreader::cards

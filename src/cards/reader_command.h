@@ -11,6 +11,7 @@
 #include <span>
 
 #include "cards/bytes.h"
+#include "status.h"
 
 namespace deskreader::cards {
 
@@ -40,7 +41,7 @@ struct StatusRow {
 };
 
 enum class OtherStatus {
-    fails,           // -99
+    fails,           // with the row's number
     returns_length,  // kept: the length of the reply, a positive result
 };
 
@@ -55,10 +56,11 @@ struct CommandRow {
     int default_frame;              // where config.ini has no "Iccmd"
     int forced_frame = not_forced;  // used whatever config.ini has
     Pattern ic;
-    std::span<const StatusRow> ic_errors;
+    std::span<const StatusRow> ic_errors{};
     OtherStatus ic_other = OtherStatus::fails;
     Pattern union_;
-    std::span<const StatusRow> union_errors;
+    std::span<const StatusRow> union_errors{};
+    int failure = status::failed;  // for a status that no list has
     std::size_t reply_room = short_reply;
 };
 
@@ -84,5 +86,16 @@ struct Reply {
 // status, the result of the frame, or -1008 when the frame chosen does not know the command.
 int run(const CommandRow& row, DEVCONTEXT* device, Bytes arguments, int timeout_ms,
         Reply& reply) noexcept;
+
+// The same for a command whose arguments differ between the frames.
+int run(const CommandRow& row, DEVCONTEXT* device, Bytes ic_arguments, Bytes union_arguments,
+        int timeout_ms, Reply& reply) noexcept;
+
+// The same for commands that bring nothing back.
+int run_only(const CommandRow& row, DEVCONTEXT* device, Bytes arguments, int timeout_ms) noexcept;
+
+// The same for commands whose data go to the caller: -74 for more than `room` bytes.
+int run_for_data(const CommandRow& row, DEVCONTEXT* device, Bytes arguments, int timeout_ms,
+                 std::size_t room, unsigned char* out, int* out_length) noexcept;
 
 }  // namespace deskreader::cards

@@ -12,8 +12,6 @@
 namespace deskreader::protocol {
 namespace {
 
-using LogText = log::HexText<2048>;
-
 bool acceptable(const FrameFormat& format, const unsigned char* command, int command_length,
                 const unsigned char* out, int out_size) noexcept {
     if (command == nullptr || out == nullptr || command_length <= 0 || out_size <= 0) return false;
@@ -33,29 +31,9 @@ int send(const FrameFormat& format, DEVCONTEXT* target, Bytes command, int timeo
     const int length = format.build(command, std::span(frame).first(format.max_frame));
     if (length <= 0) return length;
     sent = static_cast<std::size_t>(length);
-    GLogI("Send szPackage: %s\r\n", LogText(std::span(frame).first(sent)).c_str());
+    GLogI("Send szPackage: %s\r\n", log::HexText<2048>(std::span(frame).first(sent)).c_str());
     return COMM_Write(target, frame.data(), static_cast<unsigned>(sent),
                       static_cast<unsigned>(timeout_ms));
-}
-
-// Receives and takes the reply apart. `sent` is what stands for the length where nothing came.
-int receive(const FrameFormat& format, DEVCONTEXT* target, Buffer reply, int timeout_ms,
-            std::size_t sent) noexcept {
-    std::array<std::uint8_t, max_received> received{};
-    const int got = COMM_Read(target, received.data(), received.size(),
-                              static_cast<unsigned>(timeout_ms), has_frame_end);
-    const std::size_t length = got > 0 ? static_cast<std::size_t>(got) : sent;
-    const Bytes bytes = std::span(received).first(std::min(length, received.size()));
-    GLogI("Read Pack(len=%d): %s\r\n", static_cast<int>(length), LogText(bytes).c_str());
-
-    // kept: a failed read leaves zeros here, which are no frame: whatever failed, the caller sees
-    // -74.
-    std::array<std::uint8_t, max_received> trimmed{};
-    const auto count = static_cast<std::size_t>(format.trim(bytes, trimmed));
-    const int result = format.parse(std::span(trimmed).first(count), reply);
-    // kept: the room is held against the length of the text, not of the reply.
-    if (result >= 0 && reply.size() < count) return status::invalid_argument;
-    return result;
 }
 
 }  // namespace
@@ -73,6 +51,33 @@ int copy_frame(Bytes rest, Buffer out) noexcept {
     return static_cast<int>(frame.size());
 }
 
+Received read(DEVCONTEXT* target, Buffer buffer, std::size_t shown, int timeout_ms,
+              COMM_PacketIsEnd is_end, std::size_t sent) noexcept {
+    const int result = COMM_Read(target, buffer.data(), static_cast<unsigned>(buffer.size()),
+                                 static_cast<unsigned>(timeout_ms), is_end);
+    const std::size_t got = result > 0 ? static_cast<std::size_t>(result) : sent;
+    const Bytes logged = buffer.first(std::min({got, shown, buffer.size()}));
+    GLogI("Read Pack(len=%d): %s\r\n", static_cast<int>(got), log::HexText<8192>(logged).c_str());
+    return {result, got};
+}
+
+int receive_text(const FrameFormat& format, DEVCONTEXT* target, Buffer reply, int timeout_ms,
+                 std::size_t sent) noexcept {
+    std::array<std::uint8_t, max_received> received{};
+    const std::size_t length =
+        read(target, received, max_shown, timeout_ms, has_frame_end, sent).length;
+
+    // kept: a failed read leaves zeros here, which are no frame: whatever failed, the caller sees
+    // -74.
+    std::array<std::uint8_t, max_received> trimmed{};
+    const Bytes bytes = std::span(received).first(std::min(length, received.size()));
+    const auto count = static_cast<std::size_t>(format.trim(bytes, trimmed));
+    const int result = format.parse(std::span(trimmed).first(count), reply);
+    // kept: the room is held against the length of the text, not of the reply.
+    if (result >= 0 && reply.size() < count) return status::invalid_argument;
+    return result;
+}
+
 int exchange(const FrameFormat& format, DEVCONTEXT* target, const unsigned char* command,
              int command_length, unsigned char* out, int out_size, int timeout_ms) noexcept {
     if (!acceptable(format, command, command_length, out, out_size))
@@ -84,7 +89,8 @@ int exchange(const FrameFormat& format, DEVCONTEXT* target, const unsigned char*
     const int written =
         send(format, target, {command, static_cast<std::size_t>(command_length)}, timeout_ms, sent);
     if (written < 0 || static_cast<std::size_t>(written) != sent) return written;
-    return receive(format, target, {out, static_cast<std::size_t>(out_size)}, timeout_ms, sent);
+    return format.receive(format, target, {out, static_cast<std::size_t>(out_size)}, timeout_ms,
+                          sent);
 }
 
 }  // namespace deskreader::protocol

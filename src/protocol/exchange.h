@@ -1,4 +1,4 @@
-// One command and its reply in a frame: the part that the IC frame and the Union frame share.
+// One command and its reply in a frame: the part that the frames share.
 #pragma once
 
 #include <deskreader.h>
@@ -13,7 +13,14 @@ using Bytes = std::span<const std::uint8_t>;
 using Buffer = std::span<std::uint8_t>;
 
 inline constexpr std::size_t max_received = 2048;  // text of a reply, on the wire
+inline constexpr std::size_t max_shown = 1024;     // of it in the log
 inline constexpr std::size_t max_decoded = 4096;
+
+struct FrameFormat;
+
+// Receives a reply and takes it apart. `sent` is what stands for the length where nothing came.
+int receive_text(const FrameFormat& format, DEVCONTEXT* target, Buffer reply, int timeout_ms,
+                 std::size_t sent) noexcept;
 
 // Where two frames differ. Each function returns a count of bytes or a negative number.
 struct FrameFormat {
@@ -22,13 +29,27 @@ struct FrameFormat {
     bool logs_command;
 
     int (*build)(Bytes command, Buffer frame);
-    int (*trim)(Bytes received, Buffer out);
-    int (*parse)(Bytes frame, Buffer reply);
+
+    // Of the frames that go out as text: the IC frame and the Union frame.
+    int (*trim)(Bytes received, Buffer out) = nullptr;
+    int (*parse)(Bytes frame, Buffer reply) = nullptr;
+
+    int (*receive)(const FrameFormat& format, DEVCONTEXT* target, Buffer reply, int timeout_ms,
+                   std::size_t sent) = receive_text;
 };
+
+struct Received {
+    int result;          // of the read
+    std::size_t length;  // what was received, or what stands for it
+};
+
+// Reads into a buffer of zeros until `is_end` says so, and logs at most `shown` bytes of it.
+Received read(DEVCONTEXT* target, Buffer buffer, std::size_t shown, int timeout_ms,
+              COMM_PacketIsEnd is_end, std::size_t sent) noexcept;
 
 inline constexpr std::uint8_t end_of_frame = 0x03;
 
-// The end test of both frames: whether 03 stands anywhere in the bytes.
+// The end test of frames of text: whether 03 stands anywhere in the bytes.
 int has_frame_end(unsigned char* received, unsigned length) noexcept;
 
 // Copies `rest`, which begins with a frame, through the first 03. Clears the whole of `out` first.

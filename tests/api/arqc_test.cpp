@@ -46,7 +46,7 @@ std::string stored_value(const char* tag) {
         .text();
 }
 
-class Arqc : public testing::Test {
+class Arqc : public testing::TestWithParam<kit::Way> {
   protected:
     struct Given {
         int result;
@@ -72,11 +72,13 @@ class Arqc : public testing::Test {
         desk_.expect((std::string("80 AE 80 00 06 ") + data).c_str(), cryptogram);
     }
 
-    PaymentDesk desk_;
+    PaymentDesk desk_{GetParam()};
     kit::LogFile log_{1};
 };
 
-TEST_F(Arqc, GivesTheIssuersDataAndKeepsThePower) {
+INSTANTIATE_TEST_SUITE_P(Ways, Arqc, kit::every_way, kit::way_name);
+
+TEST_P(Arqc, GivesTheIssuersDataAndKeepsThePower) {
     expect_transaction();
     const Given given = generate("x");
     EXPECT_EQ(given.result, 0);
@@ -96,7 +98,7 @@ TEST_F(Arqc, GivesTheIssuersDataAndKeepsThePower) {
     EXPECT_TRUE(log_.messages().empty());
 }
 
-TEST_F(Arqc, KeepsTheApplicationForTheCompletion) {
+TEST_P(Arqc, KeepsTheApplicationForTheCompletion) {
     expect_transaction();
     generate("x");
     EXPECT_EQ(std::string(reinterpret_cast<char*>(g_IccAppData), 6), "000016") << "7 + 7 + 2";
@@ -104,7 +106,7 @@ TEST_F(Arqc, KeepsTheApplicationForTheCompletion) {
               hex("4F 07 A0 00 00 03 33 01 01 70 05 8C 03 9F 02 06 00"));
 }
 
-TEST_F(Arqc, DrawsAnUnpredictableNumber) {
+TEST_P(Arqc, DrawsAnUnpredictableNumber) {
     expect_transaction();
     generate("x");
     const std::string first = stored_value("9F37");
@@ -114,7 +116,7 @@ TEST_F(Arqc, DrawsAnUnpredictableNumber) {
     EXPECT_NE(stored_value("9F37"), first);
 }
 
-TEST_F(Arqc, FitsTheFieldsToTheirWidths) {
+TEST_P(Arqc, FitsTheFieldsToTheirWidths) {
     expect_transaction(answer, "00 00 00 01 23 45");
     const Given given =
         generate("P00512345Q014AA123456789012R003840S006240305T0012U006110702V004SHOP");
@@ -132,7 +134,7 @@ TEST_F(Arqc, FitsTheFieldsToTheirWidths) {
         << "and what earlier fields left";
 }
 
-TEST_F(Arqc, RefusesFieldsWithOtherCharacters) {
+TEST_P(Arqc, RefusesFieldsWithOtherCharacters) {
     const struct {
         const char *text, *error;
     } rows[] = {{"P0021G", "P"},     {"Q0021a", "Q"}, {"R001-", "R"},
@@ -147,14 +149,14 @@ TEST_F(Arqc, RefusesFieldsWithOtherCharacters) {
     EXPECT_EQ(log_.messages(), expected);
 }
 
-TEST_F(Arqc, FieldsBeforeARefusedOneStayStored) {
+TEST_P(Arqc, FieldsBeforeARefusedOneStayStored) {
     desk_.expect_selection(without_pdol);
     desk_.expect_power_off();
     EXPECT_EQ(generate("P00299T001x").result, -1007);
     EXPECT_EQ(stored_value("9F02"), "000000000099");
 }
 
-TEST_F(Arqc, RefusesTextsOfTheWrongLength) {
+TEST_P(Arqc, RefusesTextsOfTheWrongLength) {
     EXPECT_EQ(generate("").result, -1007);
     EXPECT_EQ(generate(std::string(1025, 'x').c_str()).result, -1007);
     EXPECT_EQ(log_.messages(), std::vector<std::string>(2, "Error:szTxdata Error!\r\n"));
@@ -162,12 +164,12 @@ TEST_F(Arqc, RefusesTextsOfTheWrongLength) {
     EXPECT_EQ(generate(std::string(1024, 'x').c_str()).result, 0);
 }
 
-TEST_F(Arqc, ShortCryptogramHasNoIssuerData) {
+TEST_P(Arqc, ShortCryptogramHasNoIssuerData) {
     expect_transaction("80 0B 80 00 07 11 22 33 44 55 66 77 88 90 00");
     EXPECT_EQ(generate("x").text.find("9F10"), std::string::npos);
 }
 
-TEST_F(Arqc, Format2GivesZeros) {
+TEST_P(Arqc, Format2GivesZeros) {
     expect_transaction("77 0A 9F 27 01 80 9F 36 02 00 07 90 00");
     const Given given = generate("x");
     EXPECT_EQ(given.text,
@@ -182,7 +184,7 @@ TEST_F(Arqc, Format2GivesZeros) {
                   stored);
 }
 
-TEST_F(Arqc, TakesTheDataOfACardThatAnswersOptionsWithThem) {
+TEST_P(Arqc, TakesTheDataOfACardThatAnswersOptionsWithThem) {
     desk_.expect_selection(without_pdol);
     desk_.expect(get_options,
                  "77 17 82 02 7C 00 9F 26 02 11 22 9F 27 01 80 9F 36 02 00 07 9F 10 01 AA 90 00");
@@ -203,12 +205,12 @@ TEST_F(Arqc, TakesTheDataOfACardThatAnswersOptionsWithThem) {
     EXPECT_EQ(g_IccAppData[0], 0) << "nothing to complete with";
 }
 
-TEST_F(Arqc, ReplyIsCutToTheRoom) {
+TEST_P(Arqc, ReplyIsCutToTheRoom) {
     expect_transaction();
     EXPECT_EQ(generate("x", 20).text, "9F260811223344556677");
 }
 
-TEST_F(Arqc, EveryFailedStepPowersOff) {
+TEST_P(Arqc, EveryFailedStepPowersOff) {
     desk_.expect_power_on();
     desk_.expect_directory("6A 82");
     desk_.expect_power_off();

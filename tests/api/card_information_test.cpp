@@ -9,7 +9,7 @@ using kit::hex;
 constexpr char without_pdol[] = "6F 04 84 02 A0 00 90 00";
 constexpr char one_record[] = "80 06 7C 00 08 01 01 00 90 00";
 
-class CardInformation : public testing::Test {
+class CardInformation : public testing::TestWithParam<kit::Way> {
   protected:
     struct Given {
         int result;
@@ -32,11 +32,13 @@ class CardInformation : public testing::Test {
         desk_.expect("00 B2 01 0C 00", record);
     }
 
-    PaymentDesk desk_;
+    PaymentDesk desk_{GetParam()};
     kit::LogFile log_{1};
 };
 
-TEST_F(CardInformation, GivesThePanWithoutPadding) {
+INSTANTIATE_TEST_SUITE_P(Ways, CardInformation, kit::every_way, kit::way_name);
+
+TEST_P(CardInformation, GivesThePanWithoutPadding) {
     expect_card("70 0C 5A 0A 62 22 02 12 34 56 78 90 12 3F 90 00");
     desk_.expect_power_off();
     const Given given = get("A");
@@ -45,13 +47,13 @@ TEST_F(CardInformation, GivesThePanWithoutPadding) {
     EXPECT_TRUE(log_.messages().empty());
 }
 
-TEST_F(CardInformation, GivesTrack2WithItsSeparator) {
+TEST_P(CardInformation, GivesTrack2WithItsSeparator) {
     expect_card("70 12 57 10 62 22 02 12 34 56 78 90 12 3D 25 12 20 11 23 4F 90 00");
     desk_.expect_power_off();
     EXPECT_EQ(get("E").text, "E0316222021234567890123=25122011234");
 }
 
-TEST_F(CardInformation, GivesEveryRecordFieldInOrder) {
+TEST_P(CardInformation, GivesEveryRecordFieldInOrder) {
     expect_card(
         "70 48 5A 02 12 34 5F 20 02 41 42 9F 62 01 00 9F 61 03 31 32 33 57 02 12 D3 9F 1F 02 AB CD "
         "5F 24 03 30 12 31 "
@@ -67,7 +69,7 @@ TEST_F(CardInformation, GivesEveryRecordFieldInOrder) {
               "L012000000050000M006200101N002XY");
 }
 
-TEST_F(CardInformation, GivesNoughtForWhatTheCardLacks) {
+TEST_P(CardInformation, GivesNoughtForWhatTheCardLacks) {
     expect_card("70 00 90 00");
     desk_.expect("80 CA 9F 79", "6A 88");
     desk_.expect("80 CA 9F 77", "9F 78 01 00 90 00");
@@ -75,13 +77,13 @@ TEST_F(CardInformation, GivesNoughtForWhatTheCardLacks) {
     EXPECT_EQ(get("DGHN").text, "D000G000H000N000");
 }
 
-TEST_F(CardInformation, IgnoresOtherCharactersAndRepetition) {
+TEST_P(CardInformation, IgnoresOtherCharactersAndRepetition) {
     expect_card("70 04 5A 02 12 34 90 00");
     desk_.expect_power_off();
     EXPECT_EQ(get("1AZAa").text, "A0041234");
 }
 
-TEST_F(CardInformation, AnswersThePdol) {
+TEST_P(CardInformation, AnswersThePdol) {
     desk_.expect_selection("6F 0B A5 09 9F 38 06 9F 66 04 9F 02 06 90 00");
     desk_.expect("80 A8 00 00 0C 83 0A F4 00 00 00 00 00 00 00 00 12", one_record);
     desk_.expect("00 B2 01 0C 00", "70 04 5A 02 12 34 90 00");
@@ -89,14 +91,14 @@ TEST_F(CardInformation, AnswersThePdol) {
     EXPECT_EQ(get("A").text, "A0041234");
 }
 
-TEST_F(CardInformation, TakesTheDataOfACardThatAnswersWithThem) {
+TEST_P(CardInformation, TakesTheDataOfACardThatAnswersWithThem) {
     desk_.expect_selection(without_pdol);
     desk_.expect("80 A8 00 00 02 83 00", "77 08 82 02 7C 00 5A 02 56 78 90 00");
     desk_.expect_power_off();
     EXPECT_EQ(get("A").text, "A0045678");
 }
 
-TEST_F(CardInformation, GoesOnWithABlockedDirectory) {
+TEST_P(CardInformation, GoesOnWithABlockedDirectory) {
     desk_.expect_power_on();
     desk_.expect_directory("93 03");
     desk_.expect("00 A4 04 00 00", "6A 82");
@@ -104,19 +106,19 @@ TEST_F(CardInformation, GoesOnWithABlockedDirectory) {
     EXPECT_EQ(get("A").result, -4102) << "there is no application in it";
 }
 
-TEST_F(CardInformation, RefusesARequestWithoutLetters) {
+TEST_P(CardInformation, RefusesARequestWithoutLetters) {
     for (const char* letters : {"", "az", "123"})
         EXPECT_EQ(get(letters).result, -1007) << letters;
     EXPECT_EQ(log_.messages(), std::vector<std::string>(3, "Error:TagList Error!\r\n"));
 }
 
-TEST_F(CardInformation, PowerOnFailureEndsIt) {
-    desk_.reader().expect(2, kit::ic_frame(hex("E1 01")), kit::ic_frame(hex("C3")));
-    EXPECT_EQ(get("A").result, 1);
+TEST_P(CardInformation, PowerOnFailureEndsIt) {
+    desk_.expect_power_on_refused();
+    EXPECT_EQ(get("A").result, GetParam().iccmd == 0 ? 1 : -99);
     EXPECT_EQ(get("A", -1).result, -1007);
 }
 
-TEST_F(CardInformation, EveryFailedStepIsLoggedAndPowersOff) {
+TEST_P(CardInformation, EveryFailedStepIsLoggedAndPowersOff) {
     desk_.expect_power_on();
     desk_.expect_directory("6A 82");
     desk_.expect_power_off();
@@ -144,7 +146,7 @@ TEST_F(CardInformation, EveryFailedStepIsLoggedAndPowersOff) {
                   "Error:PBOC_BuildDOL Error!\r\n", "Error:PBOC_GetProcOptions Error!\r\n"}));
 }
 
-TEST_F(CardInformation, RefusedOptionsGiveEmptyFields) {
+TEST_P(CardInformation, RefusedOptionsGiveEmptyFields) {
     desk_.expect_selection(without_pdol);
     desk_.expect("80 A8 00 00 02 83 00", "69 85");
     desk_.expect_power_off();
@@ -153,7 +155,7 @@ TEST_F(CardInformation, RefusedOptionsGiveEmptyFields) {
     EXPECT_EQ(given.text, "A000");
 }
 
-TEST_F(CardInformation, FieldsEndAt255Characters) {
+TEST_P(CardInformation, FieldsEndAt255Characters) {
     desk_.expect_selection(without_pdol);
     desk_.expect("80 A8 00 00 02 83 00", "80 0A 7C 00 08 01 01 00 10 01 01 00 90 00");
     desk_.expect("00 B2 01 0C 00",

@@ -203,8 +203,11 @@ TEST_F(Usb, ModeIsChangedByCommandOrNotAtAll) {
     config_.write("[devcfg]\nIdChange=1\n");
     reader_.expect(1, hex("1B 24 42 30"), hex("42 00"));
     EXPECT_EQ(RD_ChangeMode(0x100), 0) << "its low byte counts";
-    config_.write("[devcfg]\nIdChange=0\n");
-    EXPECT_EQ(RD_ChangeMode(2), 0);
+    for (const char* way : {"0", "2", "3"}) {
+        config_.write(std::string("[devcfg]\nIdChange=") + way + "\n");
+        EXPECT_EQ(RD_ChangeMode(2), 0) << way;
+    }
+    EXPECT_TRUE(log_.messages().empty());
     RD_Close();
 }
 

@@ -5,12 +5,7 @@
 
 class PaymentDesk : public kit::CardDesk {
   public:
-    void expect_power_on() {
-        reader().expect(2, kit::ic_frame(kit::hex("E1 01")), kit::ic_frame(kit::hex("00 3B 00")));
-    }
-    void expect_power_off() {
-        reader().expect(2, kit::ic_frame(kit::hex("E2 01")), kit::ic_frame(kit::hex("00")));
-    }
+    using kit::CardDesk::CardDesk;
 
     void expect_directory(const char* response = "6F 05 A5 03 88 01 01 90 00") {
         expect("00 A4 04 00 0E 31 50 41 59 2E 53 59 53 2E 44 44 46 30 31", response);

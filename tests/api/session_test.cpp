@@ -4,6 +4,7 @@
 #include "cards/card.h"
 #include "kit/scratch.h"
 #include "kit/virtual_desk.h"
+#include "kit/way.h"
 
 namespace {
 
@@ -11,24 +12,10 @@ using kit::Link;
 using kit::VirtualDesk;
 using namespace std::chrono_literals;
 
-struct Way {
-    Link link;
-    int iccmd;
-};
-
-void PrintTo(const Way& way, std::ostream* stream) {
-    *stream << (way.link == Link::hid ? "HID" : "serial") << ", Iccmd " << way.iccmd;
-}
-
-std::string way_name(const testing::TestParamInfo<Way>& info) {
-    return std::string(info.param.link == Link::hid ? "Hid" : "Serial") +
-           (info.param.iccmd == 0 ? "IcFrame" : "UnionFrame");
-}
-
-class Session : public testing::TestWithParam<Way> {
+class Session : public testing::TestWithParam<kit::Way> {
   protected:
     void SetUp() override {
-        config_.write("[devcfg]\nIccmd=" + std::to_string(GetParam().iccmd) + "\n");
+        config_.write(GetParam().config());
         ASSERT_EQ(RD_Open(desk_.port(), 9600, 0), 0);
     }
     void TearDown() override { EXPECT_EQ(RD_Close(), 0); }
@@ -53,10 +40,7 @@ class Session : public testing::TestWithParam<Way> {
     VirtualDesk desk_{GetParam().link};
 };
 
-INSTANTIATE_TEST_SUITE_P(Ways, Session,
-                         testing::Values(Way{Link::hid, 0}, Way{Link::hid, 1}, Way{Link::serial, 0},
-                                         Way{Link::serial, 1}),
-                         way_name);
+INSTANTIATE_TEST_SUITE_P(Ways, Session, kit::every_way, kit::way_name);
 
 TEST_P(Session, ReadsAContactCard) {
     EXPECT_EQ(power_on(0), "3B0444455348");

@@ -18,7 +18,7 @@ constexpr const char* ef06[] = {"08 03 53 2D 31 90 00", "09 03 41 44 41 90 00",
                                 "0C 02 11 01 90 00",    "0D 04 19 90 01 01 90 00"};
 constexpr char all[] = "A1B2|03|312E3030|1122|20200101|20300101|C-1|S-1|ADA|2|01|1101|19900101";
 
-class SocialSecurity : public testing::Test {
+class SocialSecurity : public testing::TestWithParam<kit::Way> {
   protected:
     void expect_directory() {
         desk_.expect_power_on();
@@ -43,18 +43,20 @@ class SocialSecurity : public testing::Test {
         expect_records(ef06);
     }
 
-    PaymentDesk desk_;
+    PaymentDesk desk_{GetParam()};
     kit::LogFile log_{1};
 };
 
-TEST_F(SocialSecurity, GivesThirteenElementsAndKeepsThePower) {
+INSTANTIATE_TEST_SUITE_P(Ways, SocialSecurity, kit::every_way, kit::way_name);
+
+TEST_P(SocialSecurity, GivesThirteenElementsAndKeepsThePower) {
     expect_card();
     char out[1300] = "";
     EXPECT_EQ(RD_SSCReadInfo(0, out, 2), 0);
     EXPECT_STREQ(out, all);
 }
 
-TEST_F(SocialSecurity, AppendsToWhatIsThere) {
+TEST_P(SocialSecurity, AppendsToWhatIsThere) {
     char out[2600] = "";
     expect_card();
     RD_SSCReadInfo(0, out, 2);
@@ -63,7 +65,7 @@ TEST_F(SocialSecurity, AppendsToWhatIsThere) {
     EXPECT_EQ(std::string(out), std::string(all) + all);
 }
 
-TEST_F(SocialSecurity, MissingTagIsAnEmptyElement) {
+TEST_P(SocialSecurity, MissingTagIsAnEmptyElement) {
     expect_directory();
     desk_.expect(select_ef05, "90 00");
     const char* const records[] = {ef05[0],
@@ -82,7 +84,7 @@ TEST_F(SocialSecurity, MissingTagIsAnEmptyElement) {
         << "text ends at its first zero";
 }
 
-TEST_F(SocialSecurity, LongElementsAreCut) {
+TEST_P(SocialSecurity, LongElementsAreCut) {
     expect_directory();
     desk_.expect(select_ef05, "90 00");
     const std::string longest = kit::to_hex(kit::Bytes(240, 0x41)) + "9000";
@@ -106,7 +108,7 @@ TEST_F(SocialSecurity, LongElementsAreCut) {
     EXPECT_EQ(std::string(out).size(), 2u * 64 + 7 * 16 + 4 * 240 + 12);
 }
 
-TEST_F(SocialSecurity, AMissingRecordEndsItWithNothing) {
+TEST_P(SocialSecurity, AMissingRecordEndsItWithNothing) {
     expect_directory();
     desk_.expect(select_ef05, "90 00");
     expect_records(ef05);
@@ -120,7 +122,7 @@ TEST_F(SocialSecurity, AMissingRecordEndsItWithNothing) {
     EXPECT_TRUE(log_.messages().empty());
 }
 
-TEST_F(SocialSecurity, FailedSelectionsPowerOff) {
+TEST_P(SocialSecurity, FailedSelectionsPowerOff) {
     char out[1300] = "";
     desk_.expect_power_on();
     desk_.expect(select_directory, "6A 82");

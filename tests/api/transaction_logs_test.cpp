@@ -8,7 +8,7 @@ using kit::Bytes;
 
 using Read = int (*)(int, int, char*, int);
 
-class Logs : public testing::Test {
+class Logs : public testing::TestWithParam<kit::Way> {
   protected:
     struct Given {
         int result;
@@ -30,7 +30,7 @@ class Logs : public testing::Test {
         desk_.expect(command, response.c_str());
     }
 
-    PaymentDesk desk_;
+    PaymentDesk desk_{GetParam()};
     kit::LogFile log_{1};
 };
 
@@ -66,7 +66,9 @@ constexpr char load_entry[] =
     "O0011P012000000000100Q012000000010100S006240306U006120000V0040156W020ABCDEFGHIJKLMNOPQRSTX0040"
     "009";
 
-TEST_F(Logs, TransactionsAreReadWhole) {
+INSTANTIATE_TEST_SUITE_P(Ways, Logs, kit::every_way, kit::way_name);
+
+TEST_P(Logs, TransactionsAreReadWhole) {
     desk_.expect_selection("6F 07 A5 05 9F 4D 02 0B 03 90 00");
     for (int record = 1; record <= 3; ++record)
         expect_record(record, transaction);
@@ -78,7 +80,7 @@ TEST_F(Logs, TransactionsAreReadWhole) {
     EXPECT_EQ(given.text.size(), 5u + 318);
 }
 
-TEST_F(Logs, LoadsAreReadWhole) {
+TEST_P(Logs, LoadsAreReadWhole) {
     desk_.expect_selection("6F 07 A5 05 DF 4D 02 0B 0A 90 00");
     for (int record = 1; record <= 10; ++record)
         expect_record(record, load);
@@ -90,14 +92,14 @@ TEST_F(Logs, LoadsAreReadWhole) {
     EXPECT_EQ(given.text.size(), 5u + 970);
 }
 
-TEST_F(Logs, LoadOfAnotherTagIsTheSecondKind) {
+TEST_P(Logs, LoadOfAnotherTagIsTheSecondKind) {
     desk_.expect_selection("6F 07 A5 05 DF 4D 02 0B 01 90 00");
     expect_record(1, "DF" + load.substr(2));
     desk_.expect_power_off();
     EXPECT_EQ(read(RD_ICGetCircllog).text.substr(5, 5), "O0012");
 }
 
-TEST_F(Logs, EndAtTheFirstRecordThatIsMissing) {
+TEST_P(Logs, EndAtTheFirstRecordThatIsMissing) {
     desk_.expect_selection("6F 07 A5 05 9F 4D 02 0B 0A 90 00");
     for (int record = 1; record <= 4; ++record)
         expect_record(record, transaction);
@@ -106,7 +108,7 @@ TEST_F(Logs, EndAtTheFirstRecordThatIsMissing) {
     EXPECT_EQ(read(RD_ICGetDetail).text.substr(0, 5), "04106");
 }
 
-TEST_F(Logs, EmptyLogHasNoEntries) {
+TEST_P(Logs, EmptyLogHasNoEntries) {
     desk_.expect_selection("6F 07 A5 05 9F 4D 02 0B 0A 90 00");
     expect_record(1, "6A83");
     desk_.expect_power_off();
@@ -118,7 +120,7 @@ TEST_F(Logs, EmptyLogHasNoEntries) {
     EXPECT_EQ(read(RD_ICGetDetail).text, "00000");
 }
 
-TEST_F(Logs, StopAtTheLastWholeEntry) {
+TEST_P(Logs, StopAtTheLastWholeEntry) {
     desk_.expect_selection("6F 07 A5 05 9F 4D 02 0B FF 90 00");
     for (int record = 1; record <= 39; ++record)
         expect_record(record, transaction);
@@ -133,7 +135,7 @@ TEST_F(Logs, StopAtTheLastWholeEntry) {
     EXPECT_EQ(read(RD_ICGetCircllog).text.substr(0, 5), "42097");
 }
 
-TEST_F(Logs, ShortRecordReadsAsZeros) {
+TEST_P(Logs, ShortRecordReadsAsZeros) {
     desk_.expect_selection("6F 07 A5 05 9F 4D 02 0B 01 90 00");
     expect_record(1, "2403059000");
     desk_.expect_power_off();
@@ -142,7 +144,7 @@ TEST_F(Logs, ShortRecordReadsAsZeros) {
               "                   X0040000");
 }
 
-TEST_F(Logs, MissingLogHasItsOwnNumber) {
+TEST_P(Logs, MissingLogHasItsOwnNumber) {
     desk_.expect_selection("6F 00 90 00");
     desk_.expect_power_off();
     EXPECT_EQ(read(RD_ICGetDetail).result, -4117);
@@ -153,7 +155,7 @@ TEST_F(Logs, MissingLogHasItsOwnNumber) {
                                                          "Error:GetTag DF4D Error!\r\n"}));
 }
 
-TEST_F(Logs, BlockedDirectoryEndsTheLoadLogOnly) {
+TEST_P(Logs, BlockedDirectoryEndsTheLoadLogOnly) {
     desk_.expect_power_on();
     desk_.expect_directory("6F 05 A5 03 88 01 01 62 83");
     desk_.expect_power_off();
@@ -165,7 +167,7 @@ TEST_F(Logs, BlockedDirectoryEndsTheLoadLogOnly) {
     EXPECT_EQ(read(RD_ICGetDetail).result, -4102);
 }
 
-TEST_F(Logs, FailedSelectionsEndThem) {
+TEST_P(Logs, FailedSelectionsEndThem) {
     for (const Read function : {RD_ICGetDetail, RD_ICGetCircllog}) {
         desk_.expect_power_on();
         desk_.expect_directory("6A 82");
@@ -181,7 +183,7 @@ TEST_F(Logs, FailedSelectionsEndThem) {
     EXPECT_EQ(RD_ICGetDetail(0, 0, nullptr, -1), -1007);
 }
 
-TEST_F(Logs, LoadLogTracesWhatItFound) {
+TEST_P(Logs, LoadLogTracesWhatItFound) {
     GSetLogLevel(2);
     desk_.expect_selection("6F 07 A5 05 DF 4D 02 0B 01 90 00");
     expect_record(1, load);

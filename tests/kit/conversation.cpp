@@ -3,6 +3,7 @@
 #include <deskreader.h>
 
 #include <algorithm>
+#include <cstring>
 #include <stdexcept>
 
 #include <fcntl.h>
@@ -186,6 +187,7 @@ ScriptedDesk::ScriptedDesk(Link link) {
     } else {
         auto serial = std::make_unique<ScriptedSerial>();
         prepare_serial(&context, *serial);
+        port_name_ = serial->device().substr(std::strlen("/dev/"));
         reader_ = std::move(serial);
     }
 }

@@ -139,9 +139,13 @@ class ScriptedDesk {
     // The clock that moves by each time limit on HID; a real line takes real time.
     std::optional<FakeClock>& clock() { return clock_; }
 
+    // What a host terminal calls the port: "USB", or the device's name below /dev.
+    const std::string& port_name() const { return port_name_; }
+
   private:
     std::optional<FakeClock> clock_;
     std::unique_ptr<ScriptedReader> reader_;
+    std::string port_name_ = "USB";
 };
 
 }  // namespace kit

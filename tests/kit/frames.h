@@ -34,4 +34,15 @@ inline Bytes union_frame(const Bytes& body) {
     return wire;
 }
 
+// AA AA AA 96 69; length of what follows (two bytes), body, XOR of length and body.
+inline Bytes id_frame(const Bytes& body) {
+    const std::size_t length = body.size() + 1;
+    Bytes frame =
+        join({{static_cast<std::uint8_t>(length >> 8), static_cast<std::uint8_t>(length)}, body});
+    std::uint8_t check = 0;
+    for (const std::uint8_t byte : frame)
+        check = static_cast<std::uint8_t>(check ^ byte);
+    return join({{0xAA, 0xAA, 0xAA, 0x96, 0x69}, frame, {check}});
+}
+
 }  // namespace kit

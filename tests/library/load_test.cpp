@@ -1,84 +1,18 @@
-// What happens when a host loads and unloads the library: each test loads a copy of it from a
-// directory of its own, in a process of its own.
+// What happens when a host loads and unloads the library.
 #include <deskreader.h>
 
-#include <ctime>
-#include <filesystem>
-#include <fstream>
 #include <regex>
 
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+
+#include "loaded_library.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-class LibraryLoad : public testing::Test {
-  protected:
-    void SetUp() override {
-        std::string name = (fs::temp_directory_path() / "deskreader-load-XXXXXX").string();
-        directory_ = mkdtemp(name.data());
-        fs::copy_file(DESKREADER_FILE, library());
-    }
-
-    void TearDown() override {
-        unload();
-        fs::remove_all(directory_);
-    }
-
-    void load() {
-        handle_ = dlopen(library().c_str(), RTLD_NOW | RTLD_LOCAL);
-        ASSERT_NE(handle_, nullptr) << dlerror();
-    }
-
-    void unload() {
-        if (handle_ != nullptr) dlclose(handle_);
-        handle_ = nullptr;
-    }
-
-    template <class Function>
-    Function* find(const char* name) {
-        return reinterpret_cast<Function*>(dlsym(handle_, name));
-    }
-
-    fs::path library() const { return directory_ / "libdeskreader.so"; }
-    fs::path log_directory() const { return directory_ / "log"; }
-
-    void configure(const std::string& text) const {
-        std::ofstream(directory_ / "config.ini") << text;
-    }
-
-    // The name of the log of a day so many days ago.
-    static std::string log_name(int days_ago) {
-        std::time_t moment = std::time(nullptr);
-        std::tm day{};
-        localtime_r(&moment, &day);
-        day.tm_hour = 12;
-        day.tm_mday -= days_ago;
-        moment = mktime(&day);
-        localtime_r(&moment, &day);
-        char name[32];
-        std::strftime(name, sizeof name, "sd_%Y%m%d.log", &day);
-        return name;
-    }
-
-    void leave_log(const std::string& name) const {
-        fs::create_directories(log_directory());
-        std::ofstream(log_directory() / name) << "old\n";
-    }
-
-    bool has_log(const std::string& name) const { return fs::exists(log_directory() / name); }
-
-    std::string log_of_today() const {
-        std::ifstream file(log_directory() / log_name(0));
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-
-    fs::path directory_;
-    void* handle_ = nullptr;
-};
+using LibraryLoad = LoadedLibrary;
 
 TEST_F(LibraryLoad, WithoutConfigurationMakesTheLogDirectoryAndLogsNothing) {
     const mode_t mask = umask(022);

@@ -30,7 +30,7 @@ TEST_F(DeskControl, KnowsWhereEachKindGoes) {
         EXPECT_EQ(say((std::string("insert ") + card).c_str()), "ok\n");
     EXPECT_EQ(reader_->ic().card_at({true, 0})->name(), "ticket") << "in the place of the locker's";
     EXPECT_EQ(reader_->describe(),
-              "member: slot 0, not powered\nvisitor: out\nlocker: out\n"
+              "member: slot 0, not powered\nvisitor: out\nbank: out\ncitizen: out\nlocker: out\n"
               "ticket: in the field, not powered\n"
               "loyalty: swiped\nresident: on the ID module\nforeign: out\nresidence: out\n");
     EXPECT_EQ(say("insert foreign"), "ok\n");
@@ -43,8 +43,8 @@ TEST_F(DeskControl, ShowsTheState) {
     reader_->ic().power_on({false, 0});
     say("remove visitor");
     EXPECT_EQ(say("status"),
-              "member: slot 0, powered\nvisitor: out\nlocker: out\nticket: out\n"
-              "loyalty: out\nresident: out\nforeign: out\nresidence: out\n"
+              "member: slot 0, powered\nvisitor: out\nbank: out\ncitizen: out\nlocker: out\n"
+              "ticket: out\nloyalty: out\nresident: out\nforeign: out\nresidence: out\n"
               "requests: 0, beeps: 0, resets: 0, rejected frames: 0, noise bytes: 0, baud: 9600\n");
 }
 

@@ -20,10 +20,11 @@ struct Directory {
     std::uint16_t id = 0;
     Bytes name;
     std::vector<ElementaryFile> files;
+    Bytes proprietary = {};  // data objects of its control information, in template A5
 };
 
 struct FileTree {
-    Directory master{0x3F00, {}, {}};
+    Directory master{0x3F00, {}, {}, {}};
     std::vector<Directory> directories;
 };
 

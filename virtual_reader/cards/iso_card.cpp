@@ -2,81 +2,30 @@
 
 #include <algorithm>
 
+#include "cards/tlv.h"
+
 namespace virtual_reader {
 namespace {
 
-constexpr std::uint16_t sw_success = 0x9000;
-constexpr std::uint16_t sw_wrong_length = 0x6700;
-constexpr std::uint16_t sw_wrong_file_type = 0x6981;
-constexpr std::uint16_t sw_no_current_file = 0x6986;
-constexpr std::uint16_t sw_wrong_parameters = 0x6A86;
-constexpr std::uint16_t sw_file_not_found = 0x6A82;
-constexpr std::uint16_t sw_record_not_found = 0x6A83;
-constexpr std::uint16_t sw_offset_outside = 0x6B00;
-constexpr std::uint16_t sw_unknown_instruction = 0x6D00;
-constexpr std::uint16_t sw_unknown_class = 0x6E00;
-
-Bytes with_status(Bytes data, std::uint16_t status) {
-    data.push_back(static_cast<std::uint8_t>(status >> 8));
-    data.push_back(static_cast<std::uint8_t>(status));
-    return data;
-}
-
-Bytes status_only(std::uint16_t status) {
-    return with_status({}, status);
-}
-
-std::uint8_t count_byte(std::size_t count) {
-    return static_cast<std::uint8_t>(count);
-}
-
-// The file control information of a directory: its name in template 6F.
+// The file control information of a directory: its name in template 6F, and what it adds in A5.
 Bytes control_information(const Directory& directory) {
-    Bytes information = {0x6F, count_byte(directory.name.size() + 2), 0x84,
-                         count_byte(directory.name.size())};
-    append(information, directory.name);
-    return information;
+    Bytes content = data_object(0x84, directory.name);
+    if (!directory.proprietary.empty()) append(content, data_object(0xA5, directory.proprietary));
+    return data_object(0x6F, content);
 }
 
 // That of a file: its identifier in template 6F.
 Bytes control_information(const ElementaryFile& file) {
-    return {0x6F,
-            0x04,
-            0x83,
-            0x02,
-            static_cast<std::uint8_t>(file.id >> 8),
-            static_cast<std::uint8_t>(file.id)};
+    const Bytes id = {static_cast<std::uint8_t>(file.id >> 8), static_cast<std::uint8_t>(file.id)};
+    return data_object(0x6F, data_object(0x83, id));
 }
 
 }  // namespace
 
-// A command APDU with short lengths (ISO 7816-4, 5.1): four bytes, then [Le], [Lc data] or [Lc data
-// Le].
-struct IsoCard::Command {
-    std::uint8_t cla = 0;
-    std::uint8_t ins = 0;
-    std::uint8_t p1 = 0;
-    std::uint8_t p2 = 0;
-    View data;
-    std::optional<std::size_t> le;  // 256 for a byte of 00
-
-    static std::optional<Command> parse(View bytes) {
-        if (bytes.size() < 4) return std::nullopt;
-        Command command{bytes[0], bytes[1], bytes[2], bytes[3], {}, {}};
-        View rest = bytes.subspan(4);
-        if (rest.size() > 1) {
-            const std::size_t lc = rest[0];
-            if (lc == 0 || rest.size() < 1 + lc || rest.size() > 2 + lc) return std::nullopt;
-            command.data = rest.subspan(1, lc);
-            rest = rest.subspan(1 + lc);
-        }
-        if (!rest.empty()) command.le = rest[0] == 0 ? 256 : rest[0];
-        return command;
-    }
-};
-
 IsoCard::IsoCard(IsoCardSettings settings)
-    : settings_(std::move(settings)), random_(settings_.seed) {}
+    : settings_(std::move(settings)),
+      random_(settings_.seed),
+      responder_(settings_.by_procedure_bytes) {}
 
 Bytes IsoCard::power_on() {
     power_off();
@@ -87,14 +36,14 @@ Bytes IsoCard::power_on() {
 void IsoCard::power_off() {
     directory_ = nullptr;
     file_ = nullptr;
-    waiting_.clear();
+    responder_.forget();
 }
 
 Bytes IsoCard::transmit(View bytes) {
     const auto command = Command::parse(bytes);
     if (!command) return status_only(sw_wrong_length);
     if (command->cla != 0x00) return status_only(sw_unknown_class);
-    if (command->ins != 0xC0) waiting_.clear();
+    responder_.begin(*command);
     switch (command->ins) {
         case 0xA4:
             return select(*command);
@@ -104,8 +53,8 @@ Bytes IsoCard::transmit(View bytes) {
             return read_record(*command);
         case 0x84:
             return get_challenge(*command);
-        case 0xC0:
-            return get_response(*command);
+        case ins_get_response:
+            return responder_.get_response(*command);
         default:
             return status_only(sw_unknown_instruction);
     }
@@ -123,11 +72,7 @@ Bytes IsoCard::select(const Command& command) {
         return status_only(sw_wrong_parameters);
     }
     if (information.empty()) return status_only(sw_file_not_found);
-    if (settings_.by_procedure_bytes) {
-        waiting_ = std::move(information);
-        return status_only(static_cast<std::uint16_t>(0x6100 | waiting_.size()));
-    }
-    return with_status(std::move(information), sw_success);
+    return responder_.answer(std::move(information));
 }
 
 // A name may be given by its beginning.
@@ -181,7 +126,7 @@ Bytes IsoCard::read_binary(const Command& command) {
         by_sfi ? command.p2 : static_cast<std::size_t>(command.p1 << 8 | command.p2);
     if (offset >= file->data->size()) return status_only(sw_offset_outside);
     const View rest = View(*file->data).subspan(offset);
-    return respond(to_bytes(rest.first(std::min<std::size_t>(rest.size(), 256))), command);
+    return responder_.read(to_bytes(rest.first(std::min<std::size_t>(rest.size(), 256))), command);
 }
 
 Bytes IsoCard::read_record(const Command& command) {
@@ -194,7 +139,7 @@ Bytes IsoCard::read_record(const Command& command) {
     if (command.p1 == 0 || command.p1 > file->records.size())
         return status_only(sw_record_not_found);
     file_ = file;
-    return respond(file->records[command.p1 - 1u], command);
+    return responder_.read(file->records[command.p1 - 1u], command);
 }
 
 Bytes IsoCard::get_challenge(const Command& command) {
@@ -202,27 +147,6 @@ Bytes IsoCard::get_challenge(const Command& command) {
     Bytes challenge(*command.le == 256 ? 8 : *command.le);
     std::ranges::generate(challenge, [this] { return static_cast<std::uint8_t>(random_()); });
     return with_status(std::move(challenge), sw_success);
-}
-
-Bytes IsoCard::get_response(const Command& command) {
-    if (waiting_.empty()) return status_only(sw_wrong_parameters);
-    if (!command.le) return status_only(sw_wrong_length);
-    const std::size_t count = std::min(*command.le, waiting_.size());
-    Bytes part(waiting_.begin(), waiting_.begin() + static_cast<std::ptrdiff_t>(count));
-    waiting_.erase(waiting_.begin(), waiting_.begin() + static_cast<std::ptrdiff_t>(count));
-    const bool more = !waiting_.empty();
-    return with_status(std::move(part),
-                       more ? static_cast<std::uint16_t>(0x6100 | waiting_.size()) : sw_success);
-}
-
-// The data that a read brought, as much as Le asks for. By procedure bytes Le must be right when it
-// asks for more than there is.
-Bytes IsoCard::respond(Bytes data, const Command& command) const {
-    if (*command.le > data.size() && settings_.by_procedure_bytes && data.size() < 256) {
-        return status_only(static_cast<std::uint16_t>(0x6C00 | data.size()));
-    }
-    if (*command.le < data.size()) data.resize(*command.le);
-    return with_status(std::move(data), sw_success);
 }
 
 }  // namespace virtual_reader

@@ -3,6 +3,7 @@
 
 #include <random>
 
+#include "cards/apdu.h"
 #include "cards/card.h"
 #include "cards/file_tree.h"
 
@@ -29,24 +30,20 @@ class IsoCard final : public Card {
     Bytes transmit(View command) override;
 
   private:
-    struct Command;
-
     Bytes select(const Command& command);
     Bytes select_by_name(View name);
     Bytes select_by_id(std::uint16_t id, bool directories_too);
     Bytes read_binary(const Command& command);
     Bytes read_record(const Command& command);
     Bytes get_challenge(const Command& command);
-    Bytes get_response(const Command& command);
 
     const ElementaryFile* find_file(std::uint8_t sfi) const;
-    Bytes respond(Bytes data, const Command& command) const;
 
     IsoCardSettings settings_;
     std::mt19937 random_;
+    Responder responder_;
     const Directory* directory_ = nullptr;
     const ElementaryFile* file_ = nullptr;
-    Bytes waiting_;  // for GET RESPONSE
 };
 
 }  // namespace virtual_reader

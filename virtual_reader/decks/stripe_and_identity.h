@@ -24,7 +24,7 @@
 
 #include "cards/identity_card.h"
 #include "cards/magnetic_card.h"
-#include "deck_node.h"
+#include "decks/node.h"
 
 namespace virtual_reader {
 

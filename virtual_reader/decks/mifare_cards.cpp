@@ -1,4 +1,4 @@
-#include "deck_mifare_cards.h"
+#include "decks/mifare_cards.h"
 
 #include <limits>
 

@@ -1,4 +1,4 @@
-#include "deck_stripe_and_identity.h"
+#include "decks/stripe_and_identity.h"
 
 #include <numeric>
 

@@ -19,7 +19,7 @@
 #include <memory>
 
 #include "cards/card.h"
-#include "deck_node.h"
+#include "decks/node.h"
 
 namespace virtual_reader {
 

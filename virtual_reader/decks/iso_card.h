@@ -1,0 +1,13 @@
+// Cards of type "iso" in a deck.
+#pragma once
+
+#include <memory>
+
+#include "cards/card.h"
+#include "decks/node.h"
+
+namespace virtual_reader {
+
+std::unique_ptr<Card> read_iso_card(const Node& node);
+
+}  // namespace virtual_reader
