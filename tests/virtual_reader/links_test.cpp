@@ -210,6 +210,23 @@ TEST(SerialLink, AnswersLateWhenACardIsSwiped) {
     EXPECT_EQ(host.hear(0x1C, 50ms), Bytes{}) << "given up by the reset";
 }
 
+TEST(SerialLink, ALateAnswerThatNobodyHearsIsLost) {
+    auto own = std::make_unique<Reader>();
+    own->magnetic().add(std::make_unique<MagneticCard>("stripe", std::array<Track, 3>{}));
+    SerialReader reader(std::move(own));
+    {
+        const Host host(reader.device(), B9600);
+        host.say(hex("1B 5D"));
+        EXPECT_EQ(host.hear(0x1C, 50ms), Bytes{});
+    }
+    reader.with_reader([](Reader& one) { one.insert("stripe"); });
+    std::this_thread::sleep_for(50ms);
+    const Host host(reader.device(), B9600);
+    EXPECT_EQ(host.hear(0x1C, 50ms), Bytes{});
+    host.say(hex("1B 5D"));
+    EXPECT_EQ(host.hear(0x1C, 2s), hex("1B 73 7F 3F 1C"));
+}
+
 TEST(SerialLink, GoesToTheIdRateAndBack) {
     SerialReader reader(std::make_unique<Reader>());
     {

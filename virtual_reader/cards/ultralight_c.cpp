@@ -65,7 +65,7 @@ Block block_of(View bytes) {
 }
 
 Block rotated_left(Block block) {
-    std::ranges::rotate(block, block.begin() + 1);
+    std::rotate(block.begin(), block.begin() + 1, block.end());
     return block;
 }
 

@@ -79,9 +79,10 @@ std::unique_ptr<Card> read_ultralight_c_card(const Node& node) {
     if (node.has("key")) settings.key = node.at("key").hex_array<16>();
     if (node.has("data")) settings.data = node.at("data").content(ultralight_data_size);
     if (node.has("locks")) settings.locks = node.at("locks").hex_array<4>();
-    if (node.has("protected_from"))
+    if (node.has("protected_from")) {
         settings.protected_from =
             static_cast<std::uint8_t>(node.at("protected_from").number(3, 48));
+    }
     if (node.has("protects_reading"))
         settings.protects_reading = node.at("protects_reading").flag();
     if (node.has("seed"))

@@ -40,10 +40,13 @@ struct Taken {
 };
 
 Taken take_write(View bytes) {
-    const auto end = std::ranges::search(bytes.subspan(2), write_end);
-    const auto size = static_cast<std::size_t>(end.end() - bytes.begin());
-    if (end.empty() && size <= longest_write) return {};
-    if (end.empty() || size > longest_write) return {2, std::nullopt};
+    const auto end =
+        std::search(bytes.begin() + 2, bytes.end(), write_end.begin(), write_end.end());
+    const bool ended = end != bytes.end();
+    const auto size =
+        static_cast<std::size_t>(end - bytes.begin()) + (ended ? write_end.size() : 0);
+    if (!ended && size <= longest_write) return {};
+    if (!ended || size > longest_write) return {2, std::nullopt};
     return {size, Request{Framing::escape, to_bytes(bytes.subspan(1, size - 1))}};
 }
 
