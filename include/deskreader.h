@@ -975,7 +975,7 @@ DESKREADER_API int ID_SelectCard(DEVCONTEXT* pContext, int iTimeout);
 
 /* Read the selected card: 256 bytes of text, 1,024 of photo and, with _FP, 1,024 of fingerprint,
  * where the card has them. Provide 4096 bytes: what follows the blocks means nothing, and the
- * length counts 8 bytes more than the blocks (10 less 2 with _FP), on USB HID also the zeros that
+ * length counts 8 bytes more than the blocks, and on USB HID also the zeros that
  * fill the last report. -3001 when the card could not be read, -3002 for any other status. */
 DESKREADER_API int ID_ReadCard(DEVCONTEXT* pContext, unsigned char* szRecord, int* pnRecordLen,
                                int iTimeout);

@@ -8,6 +8,7 @@
 #include <iconv.h>
 
 #include "kit/id_record.h"
+#include "kit/id_text.h"
 
 namespace {
 
@@ -259,7 +260,7 @@ const Country countries[] = {
 };
 
 // GB 18030 as the C library knows it.
-std::string gb(std::string text) {
+std::string converted(std::string text) {
     const iconv_t conversion = iconv_open("GB18030", "UTF-8");
     std::string out(256, '\0');
     char* from = text.data();
@@ -270,11 +271,6 @@ std::string gb(std::string text) {
     iconv_close(conversion);
     out.resize(out.size() - to_left);
     return out;
-}
-
-std::string bytes(const char* digits) {
-    const kit::Bytes all = kit::hex(digits);
-    return {all.begin(), all.end()};
 }
 
 // What a card with this nationality gives.
@@ -298,7 +294,8 @@ TEST(Countries, AreRowsOfAFixedSize) {
 TEST(Countries, StandInTheirOrderWithNameAndCode) {
     ASSERT_EQ(std::size(countries), std::size(szCitizenship));
     for (std::size_t i = 0; i < std::size(countries); ++i) {
-        const std::string expected = gb(std::string(countries[i].name) + "/" + countries[i].code);
+        const std::string expected =
+            converted(std::string(countries[i].name) + "/" + countries[i].code);
         EXPECT_STREQ(szCitizenship[i], expected.c_str()) << countries[i].code;
         EXPECT_EQ(std::string(szCitizenship[i] + expected.size(), 32 - expected.size()),
                   std::string(32 - expected.size(), '\0'))
@@ -307,13 +304,13 @@ TEST(Countries, StandInTheirOrderWithNameAndCode) {
 }
 
 TEST(Countries, AreBytesOfGb18030) {
-    EXPECT_EQ(szCitizenship[0], bytes("BC D3 C4 C3 B4 F3 2F 43 41 4E"));
-    EXPECT_EQ(szCitizenship[5], bytes("D6 D0 B9 FA 2F 43 48 4E"));
-    EXPECT_EQ(szCitizenship[6], bytes("CF E3 B8 DB 2F 48 4B 47"));
-    EXPECT_EQ(szCitizenship[48], bytes("B0 C4 C3 C5 2F 4D 41 43"));
-    EXPECT_EQ(szCitizenship[49], bytes("CC A8 CD E5 2F 54 57 4E"));
-    EXPECT_EQ(szCitizenship[54], bytes("B8 D5 B9 FB A3 A8 B2 BC A3 A9 2F 43 4F 47"));
-    EXPECT_EQ(szCitizenship[238], bytes("B6 E0 C3 D7 C4 E1 BC D3 2F 44 4F 4D"));
+    EXPECT_EQ(szCitizenship[0], kit::gb("BC D3 C4 C3 B4 F3 2F 43 41 4E"));
+    EXPECT_EQ(szCitizenship[5], kit::gb("D6 D0 B9 FA 2F 43 48 4E"));
+    EXPECT_EQ(szCitizenship[6], kit::gb("CF E3 B8 DB 2F 48 4B 47"));
+    EXPECT_EQ(szCitizenship[48], kit::gb("B0 C4 C3 C5 2F 4D 41 43"));
+    EXPECT_EQ(szCitizenship[49], kit::gb("CC A8 CD E5 2F 54 57 4E"));
+    EXPECT_EQ(szCitizenship[54], kit::gb("B8 D5 B9 FB A3 A8 B2 BC A3 A9 2F 43 4F 47"));
+    EXPECT_EQ(szCitizenship[238], kit::gb("B6 E0 C3 D7 C4 E1 BC D3 2F 44 4F 4D"));
 }
 
 TEST(Countries, HaveNamesAndCodesOfTheirOwn) {
@@ -330,7 +327,7 @@ TEST(Countries, HaveNamesAndCodesOfTheirOwn) {
 TEST(Countries, AreFoundByTheCodeOnTheCard) {
     for (const Country& country : countries) {
         const std::u16string code(country.code, country.code + 3);
-        EXPECT_EQ(country_of(code), gb(std::string(country.name) + "/" + country.code));
+        EXPECT_EQ(country_of(code), converted(std::string(country.name) + "/" + country.code));
     }
 }
 
@@ -339,16 +336,16 @@ TEST(Countries, UnknownCodeStaysAsItIs) {
     EXPECT_EQ(country_of(u"chn"), "chn");
     EXPECT_EQ(country_of(u"   "), "   ");
     EXPECT_EQ(country_of(u"ROU"), "ROU") << "the table has the code of former times";
-    EXPECT_EQ(country_of(u"\u0080\u0080\u0080"), bytes("81 30 81 30 81 30 81 30 81 30 81 30"));
+    EXPECT_EQ(country_of(u"\u0080\u0080\u0080"), kit::gb("81 30 81 30 81 30 81 30 81 30 81 30"));
 }
 
 TEST(Countries, FirstRowThatHasTheTextAnywhereIsTaken) {
-    EXPECT_EQ(country_of(std::u16string(3, u'\0')), gb("加拿大/CAN"));
-    EXPECT_EQ(country_of(std::u16string(u"N\0\0", 3)), gb("加拿大/CAN"));
-    EXPECT_EQ(country_of(std::u16string(u"US\0", 3)), gb("澳大利亚/AUS"));
-    EXPECT_EQ(country_of(u"/CH"), gb("中国/CHN"));
-    EXPECT_EQ(country_of(u"\u56FD/U"), gb("美国/USA"));
-    EXPECT_EQ(country_of(u"\u591A\u7C73\u5C3C"), gb("多米尼克/DMA"));
+    EXPECT_EQ(country_of(std::u16string(3, u'\0')), converted("加拿大/CAN"));
+    EXPECT_EQ(country_of(std::u16string(u"N\0\0", 3)), converted("加拿大/CAN"));
+    EXPECT_EQ(country_of(std::u16string(u"US\0", 3)), converted("澳大利亚/AUS"));
+    EXPECT_EQ(country_of(u"/CH"), converted("中国/CHN"));
+    EXPECT_EQ(country_of(u"\u56FD/U"), converted("美国/USA"));
+    EXPECT_EQ(country_of(u"\u591A\u7C73\u5C3C"), converted("多米尼克/DMA"));
 }
 
 TEST(Countries, AreCopiedWithoutATerminator) {
@@ -356,7 +353,7 @@ TEST(Countries, AreCopiedWithoutATerminator) {
     record.put(152, u"CHN");
     std::string text(32, '#');
     EXPECT_EQ(ID_GetNation_Foreign(record.data(), text.data()), 8);
-    EXPECT_EQ(text.substr(0, 8), bytes("D6 D0 B9 FA 2F 43 48 4E"));
+    EXPECT_EQ(text.substr(0, 8), kit::gb("D6 D0 B9 FA 2F 43 48 4E"));
     EXPECT_EQ(text.substr(8), std::string(24, '#'));
 }
 

@@ -2,6 +2,7 @@
 #include <deskreader.h>
 
 #include "kit/conversation.h"
+#include "kit/frames.h"
 #include "kit/id_record.h"
 #include "kit/scratch.h"
 
@@ -95,19 +96,10 @@ const StatusRow status_rows[] = {
     {"baud, not success", run_baud, baud_115200, "00 00 9F", -3004},
 };
 
-// Preamble, length and a check byte around status and data. The check byte is never looked at.
-Bytes reply_frame(const Bytes& body) {
-    const std::size_t length = body.size() + 1;
-    return kit::join({hex("AA AA AA 96 69"),
-                      {static_cast<std::uint8_t>(length >> 8), static_cast<std::uint8_t>(length)},
-                      body,
-                      {0xEE}});
-}
-
 TEST_P(IdCard, EachStatusHasItsNumber) {
     for (const StatusRow& row : status_rows) {
         SCOPED_TRACE(row.name);
-        desk_->expect(2, row.request, reply_frame(hex(row.reply)));
+        desk_->expect(2, row.request, kit::id_frame(hex(row.reply)));
         EXPECT_EQ(row.run(), row.result);
         desk_->verify();
     }
@@ -132,9 +124,9 @@ TEST_P(IdCard, ReplyWithoutAFrameIsAnotherStatus) {
 }
 
 TEST_P(IdCard, ReplyLongerThanACommandHasRoomFor) {
-    desk_->expect(2, reset, reply_frame(kit::join({hex("00 00 90"), Bytes(252, 0x11)})));
+    desk_->expect(2, reset, kit::id_frame(kit::join({hex("00 00 90"), Bytes(252, 0x11)})));
     EXPECT_EQ(run_reset(), 0) << "255 bytes";
-    desk_->expect(2, reset, reply_frame(kit::join({hex("00 00 90"), Bytes(253, 0x11)})));
+    desk_->expect(2, reset, kit::id_frame(kit::join({hex("00 00 90"), Bytes(253, 0x11)})));
     EXPECT_EQ(run_reset(), -22) << "256 bytes";
 }
 

@@ -4,11 +4,12 @@
 #include <string>
 
 #include "kit/id_record.h"
+#include "kit/id_text.h"
 
 namespace {
 
 using kit::Bytes;
-using kit::hex;
+using kit::gb;
 using kit::IdRecord;
 
 // What an accessor made of a clear buffer of the size that it asks for.
@@ -37,11 +38,6 @@ Text text_of(Accessor accessor, const IdRecord& record, std::size_t room) {
 
 Text text_of(AccessorWithInteger accessor, const IdRecord& record, std::size_t room = 6) {
     return text_of(room, [&](char* out) { return accessor(record.data(), 12345, out); });
-}
-
-std::string gb(const char* text) {
-    const Bytes bytes = hex(text);
-    return {bytes.begin(), bytes.end()};
 }
 
 struct FieldRow {

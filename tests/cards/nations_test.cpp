@@ -6,8 +6,11 @@
 #include <string>
 
 #include "kit/id_record.h"
+#include "kit/id_text.h"
 
 namespace {
+
+using kit::gb;
 
 const std::map<int, const char*> names = {
     {1, "BA BA"},                                                   // 汉
@@ -80,11 +83,6 @@ std::string name_of(std::u16string_view code) {
     EXPECT_EQ(static_cast<std::size_t>(length), std::strlen(text.c_str()));
     EXPECT_EQ(text.back(), '#');
     return text.c_str();
-}
-
-std::string gb(const char* text) {
-    const kit::Bytes bytes = kit::hex(text);
-    return {bytes.begin(), bytes.end()};
 }
 
 TEST(Nations, EveryCodeHasItsNameOrNone) {
