@@ -23,6 +23,7 @@ std::string device_path(const std::string& name) {
 
 Connection::Connection(const LinkOptions& options) {
     if (options.use_virtual) virtual_.emplace(options.deck);
+    if (virtual_ && !options.card.empty()) virtual_->insert(options.card);
     const std::string device = virtual_ ? virtual_->device() : options.port;
     name_ = device.empty() ? "USB" : device_path(device);
     if (!device.empty()) GSetComName(named_port, name_.c_str());

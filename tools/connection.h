@@ -14,6 +14,7 @@ struct LinkOptions {
     int baud = 9600;
     bool use_virtual = false;
     std::string deck;  // of the virtual reader; empty for its built-in one
+    std::string card;  // of the deck, to put into the reader; empty for what is in it
 };
 
 class Connection {

@@ -25,7 +25,7 @@ void run_reset(const Options& options, Output& output) {
 
 void run_serial_number(const Options& options, Output& output) {
     const Connection connection(options.link);
-    if (!options.new_serial_number.empty()) set_serial_number(options.new_serial_number);
+    if (options.new_serial_number) set_serial_number(*options.new_serial_number);
     output.field("serial_number", "serial number", serial_number());
 }
 

@@ -37,10 +37,25 @@ void add_serial_number(CLI::App& command, Options& options) {
         });
 }
 
+void add_payment(CLI::App& command, Options& options) {
+    add_slot(command, options);
+    command.add_option("amount", options.amount, "What to pay, for example 12.50")
+        ->required()
+        ->check([](const std::string& text) {
+            const std::size_t point = text.find('.');
+            const std::string cents = point == std::string::npos ? "" : text.substr(point + 1);
+            const std::string digits = text.substr(0, point) + cents;
+            const bool valid = point != 0 && text.size() - cents.size() <= 11 &&
+                               cents.size() <= 2 &&
+                               digits.find_first_not_of("0123456789") == std::string::npos;
+            return valid ? "" : "expected an amount of at most 9999999999.99";
+        });
+}
+
 void add_monitor(CLI::App& command, Options& options) {
     add_slot(command, options);
     command.add_option("--count", options.card_count, "End after so many cards")
-        ->check(CLI::PositiveNumber);
+        ->check(CLI::Range(1, 1000000));
 }
 
 constexpr Command commands[] = {
@@ -51,6 +66,11 @@ constexpr Command commands[] = {
     {"atr", "Wait for a card and show its answer to reset", add_slot, run_atr},
     {"apdu", "Wait for a card and exchange commands with it", add_apdus, run_apdu},
     {"monitor", "Show cards as they come, until Ctrl-C", add_monitor, run_monitor},
+    {"card", "Show what a payment card tells everybody", add_slot, run_card, "bank"},
+    {"pay", "Pay with a card, through the issuer's host that goes with the virtual cards",
+     add_payment, run_pay, "bank"},
+    {"logs", "Show the payments and loads that a payment card keeps", add_slot, run_logs, "bank"},
+    {"ssc", "Show a social security card", add_slot, run_social_security, "citizen"},
     {"tour", "Go through a session step by step, against the built-in virtual cards", nullptr,
      run_tour},
 };
@@ -63,10 +83,12 @@ void add_global_options(CLI::App& app, Options& options, CLI::Option*& virtual_o
         ->check(CLI::Range(1200, 115200));
     app.add_option("--timeout", options.timeout_s,
                    "Seconds to wait for a card (10), 0 waits without end")
-        ->check(CLI::NonNegativeNumber);
+        ->check(CLI::Range(0, 1000000));
     virtual_option = app.add_option("--virtual", options.link.deck,
                                     "Start a virtual reader, with a deck or its own cards")
                          ->expected(0, 1);
+    app.add_option("--card", options.link.card, "Put this card of the deck into the virtual reader")
+        ->needs(virtual_option);
     app.add_flag("--json", options.json, "Print one JSON object");
     port->excludes(usb);
     virtual_option->excludes(usb)->excludes(port);
@@ -84,8 +106,14 @@ int run(const Command& command, const Options& options) {
         output.failure(error.what());
         status = failed;
     }
-    output.finish();
-    return status;
+    return output.finish() ? status : failed;
+}
+
+// What the command needs in the virtual reader, when nobody chose a deck or a card.
+void choose_card(const Command& command, Options& options) {
+    const bool chosen = !options.link.deck.empty() || !options.link.card.empty();
+    if (options.link.use_virtual && !chosen && command.virtual_card != nullptr)
+        options.link.card = command.virtual_card;
 }
 
 }  // namespace
@@ -111,7 +139,9 @@ int main(int argc, char** argv) {
     }
     options.link.use_virtual = virtual_option->count() > 0;
     for (const Command& command : commands) {
-        if (app.got_subcommand(command.name)) return run(command, options);
+        if (!app.got_subcommand(command.name)) continue;
+        choose_card(command, options);
+        return run(command, options);
     }
     return misused;
 }

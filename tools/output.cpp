@@ -58,11 +58,15 @@ void Output::failure(const std::string& text) {
     }
 }
 
-void Output::finish() {
-    if (!json_) return;
-    const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_PrintUnformatted(root_.get()),
-                                                            cJSON_free);
-    fmt::print("{}\n", text.get());
+bool Output::finish() {
+    if (json_) {
+        const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_PrintUnformatted(root_.get()),
+                                                                cJSON_free);
+        std::printf("%s\n", text.get());
+    }
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return true;
+    std::fputs("deskreader: the output could not be written\n", stderr);
+    return false;
 }
 
 }  // namespace desk_tool

@@ -29,8 +29,8 @@ class Output {
     void failure(const ReaderError& error);
     void failure(const std::string& text);
 
-    // Prints the JSON object, if that is what is wanted.
-    void finish();
+    // Prints the JSON object, if that is what is wanted. False when something could not be printed.
+    bool finish();
 
   private:
     bool json_;

@@ -34,9 +34,11 @@ std::array<int, 2> make_pipe() {
     return ends;
 }
 
-[[noreturn]] void become(const std::string& path, const std::string& deck, int input, int output) {
+[[noreturn]] void become(const std::string& path, const std::string& deck, int input, int output,
+                         int errors) {
     dup2(input, STDIN_FILENO);
     dup2(output, STDOUT_FILENO);
+    dup2(errors, STDERR_FILENO);
     prctl(PR_SET_PDEATHSIG, SIGTERM);
     // A key combination that interrupts the tool is not meant for the reader on the desk.
     setpgid(0, 0);
@@ -54,26 +56,52 @@ std::string read_line(int file) {
     return line;
 }
 
+// What a program that did not start had to say, without its name.
+std::string words_of(int errors) {
+    const std::string words = read_line(errors);
+    const std::string name = std::string(program) + ": ";
+    if (words.empty()) return "the virtual reader did not start";
+    return words.rfind(name, 0) == 0 ? words.substr(name.size()) : words;
+}
+
 }  // namespace
 
 VirtualProcess::VirtualProcess(const std::string& deck) {
     const auto to_child = make_pipe();
     const auto from_child = make_pipe();
+    const auto child_errors = make_pipe();
     const std::string path = find_program();
     child_ = fork();
-    if (child_ == 0) become(path, deck, to_child[0], from_child[1]);
+    if (child_ == 0) become(path, deck, to_child[0], from_child[1], child_errors[1]);
     close(to_child[0]);
     close(from_child[1]);
+    close(child_errors[1]);
     input_ = to_child[1];
     output_ = from_child[0];
+    errors_ = child_errors[0];
     device_ = read_line(output_);
-    if (device_.empty()) throw ToolError("the virtual reader did not start");
+    if (!device_.empty()) return;
+    const std::string words = words_of(errors_);
+    stop();
+    throw ToolError(words);
 }
 
 VirtualProcess::~VirtualProcess() {
-    close(input_);
-    close(output_);
-    waitpid(child_, nullptr, 0);
+    stop();
+}
+
+void VirtualProcess::stop() {
+    for (const int file : {input_, output_, errors_})
+        close(file);
+    if (child_ > 0) waitpid(child_, nullptr, 0);
+}
+
+void VirtualProcess::insert(const std::string& card) {
+    const std::string line = "insert " + card + "\n";
+    if (write(input_, line.data(), line.size()) != static_cast<ssize_t>(line.size()))
+        throw ToolError("the virtual reader does not listen");
+    const std::string answer = read_line(output_);
+    if (answer != "ok") throw ToolError(answer);
 }
 
 }  // namespace desk_tool

@@ -19,10 +19,16 @@ class VirtualProcess {
     // The serial device that it serves.
     const std::string& device() const { return device_; }
 
+    // Puts a card of the deck into the reader. Throws ToolError with the reader's own words.
+    void insert(const std::string& card);
+
   private:
+    void stop();
+
     pid_t child_ = -1;
     int input_ = -1;  // its standard input: closing it ends the program
     int output_ = -1;
+    int errors_ = -1;
     std::string device_;
 };
 
