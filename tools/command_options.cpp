@@ -78,11 +78,10 @@ void add_payment(CLI::App& command, Options& options) {
         ->required()
         ->check([](const std::string& text) {
             const std::size_t point = text.find('.');
+            const std::string whole = text.substr(0, point);
             const std::string cents = point == std::string::npos ? "" : text.substr(point + 1);
-            const std::string digits = text.substr(0, point) + cents;
-            const bool valid = point != 0 && text.size() - cents.size() <= 11 &&
-                               cents.size() <= 2 &&
-                               digits.find_first_not_of("0123456789") == std::string::npos;
+            const bool valid = !whole.empty() && whole.size() <= 10 && cents.size() <= 2 &&
+                               (whole + cents).find_first_not_of("0123456789") == std::string::npos;
             return valid ? "" : "expected an amount of at most 9999999999.99";
         });
 }

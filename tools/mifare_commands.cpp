@@ -6,6 +6,7 @@
 #include "calls.h"
 #include "commands.h"
 #include "mifare_calls.h"
+#include "text.h"
 
 namespace desk_tool {
 namespace {
@@ -146,8 +147,9 @@ void run_classic_write(const Options& options, Output& output) {
         throw ToolError("this block holds its sector's keys; --system writes it all the same");
     const Connection connection(options.link);
     OpenedBlock block(options, output);
-    block->write(options.block, options.data);
-    output.field("data", "data", options.data);
+    const std::string data = upper(options.data);
+    block->write(options.block, data);
+    output.field("data", "data", data);
     output.field("result", "result", "written");
 }
 
@@ -191,7 +193,7 @@ void run_ultralight_write(const Options& options, Output& output) {
     const Connection connection(options.link);
     OpenedCard card(options, output);
     card->write(options.page, options.data);
-    report_page(options.page, options.data, output);
+    report_page(options.page, upper(options.data), output);
     output.field("result", "result", "written");
 }
 

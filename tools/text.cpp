@@ -1,5 +1,7 @@
 #include "text.h"
 
+#include <algorithm>
+#include <cctype>
 #include <optional>
 
 #include <iconv.h>
@@ -43,6 +45,12 @@ std::string from_gb18030(const std::string& bytes) {
 
 std::string trimmed(const std::string& text) {
     return text.substr(0, text.find_last_not_of(' ') + 1);
+}
+
+std::string upper(std::string text) {
+    std::ranges::transform(text, text.begin(),
+                           [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+    return text;
 }
 
 std::string long_date(const std::string& digits) {

@@ -14,6 +14,9 @@ std::string from_gb18030(const std::string& bytes);
 // Without the blanks at its end.
 std::string trimmed(const std::string& text);
 
+// With the letters a to z as A to Z.
+std::string upper(std::string text);
+
 // 20261121 is 2026-11-21; any other text stays as it is.
 std::string long_date(const std::string& digits);
 
