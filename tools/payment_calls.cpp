@@ -35,7 +35,7 @@ std::size_t number_of(std::string_view digits) {
 
 // Converts with iconv; empty when a byte has no meaning in that encoding.
 std::string converted(const std::string& bytes, const char* encoding) {
-    const iconv_t converter = iconv_open("UTF-8", encoding);
+    iconv_t converter = iconv_open("UTF-8", encoding);
     if (converter == iconv_t(-1)) return {};
     std::string in = bytes;
     std::string out(4 * bytes.size(), '\0');
@@ -129,7 +129,7 @@ std::vector<std::string> social_security_elements(int slot, int timeout_s) {
 
 std::string as_utf8(const std::string& bytes) {
     for (const char* encoding : {"UTF-8", "GB18030"}) {
-        const std::string text = converted(bytes, encoding);
+        std::string text = converted(bytes, encoding);
         if (!text.empty() || bytes.empty()) return text;
     }
     std::string text = bytes;

@@ -20,7 +20,7 @@ class VirtualProcess {
     const std::string& device() const { return device_; }
 
     // Puts a card of the deck into the reader. Throws ToolError with the reader's own words.
-    void insert(const std::string& card);
+    void insert(const std::string& card) const;
 
   private:
     void stop();

@@ -6,7 +6,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <thread>
 
 #include "deck.h"
@@ -27,9 +26,7 @@ class VirtualDesk final : public HidDevice {
     int port() const { return serial_ ? serial_port : usb_port; }
 
     // What a host terminal calls the port: "USB", or the device's name below /dev.
-    std::string port_name() const {
-        return serial_ ? serial_->device().substr(std::string_view("/dev/").size()) : "USB";
-    }
+    std::string port_name() const;
 
     // Runs `action` on the reader while it handles no request.
     template <class Action>
