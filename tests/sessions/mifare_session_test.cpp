@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "kit/fake_clock.h"
 #include "kit/scratch.h"
 #include "kit/virtual_desk.h"
 #include "kit/way.h"
@@ -39,6 +40,12 @@ class MifareSession : public testing::TestWithParam<kit::Way> {
         return GetParam().iccmd == 0 ? uid : std::string("0000") + uid;
     }
 
+    // By a clock of its own, half way between two seconds: whole seconds are what counts.
+    static std::string power_up_in_vain(int timeout_s) {
+        kit::FakeClock clock;
+        clock.advance(std::chrono::milliseconds(500));
+        return power_up(timeout_s);
+    }
     static std::string power_up(int timeout_s = 2) {
         char uid[512] = "";
         int length = -7;
@@ -157,10 +164,10 @@ TEST_P(MifareSession, ReachesTheLastSectorOfALargeCard) {
 
 TEST_P(MifareSession, NoticesOtherCardsAndNone) {
     put("visitor");
-    EXPECT_EQ(power_up(1), "-4001");
+    EXPECT_EQ(power_up_in_vain(1), "-4001");
     EXPECT_EQ(RD_M1Verify(2, 0, key_a), -5003);
     desk_.with_reader([](auto& reader) { reader.remove("visitor"); });
-    EXPECT_EQ(power_up(1), "-4001");
+    EXPECT_EQ(power_up_in_vain(1), "-4001");
     EXPECT_EQ(RD_M1Verify(2, 0, key_a), -5003);
     EXPECT_EQ(RD_M1Powerdown(), -5002);
 }
