@@ -42,5 +42,8 @@ install(EXPORT deskreader FILE deskreaderTargets.cmake NAMESPACE deskreader::
 if(NOT DESKREADER_LIBRARY_ONLY)
   file(RELATIVE_PATH from_tool ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR}/deskreader)
   set_target_properties(deskreader_tool PROPERTIES INSTALL_RPATH "\$ORIGIN/${from_tool}")
+  # The Ultralight primitives that the tool brings; no other host is to find them by accident.
+  set_target_properties(ultralight_primitives PROPERTIES INSTALL_RPATH "\$ORIGIN")
+  install(TARGETS ultralight_primitives LIBRARY DESTINATION ${own_directory} COMPONENT tools)
   install(TARGETS deskreader_tool virtual-reader DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 endif()
