@@ -1,9 +1,7 @@
 // atr, apdu, monitor: the card in the reader.
 #include <deskreader.h>
 
-#include <algorithm>
 #include <atomic>
-#include <cctype>
 #include <chrono>
 #include <csignal>
 #include <thread>
@@ -13,6 +11,7 @@
 
 #include "calls.h"
 #include "commands.h"
+#include "text.h"
 
 namespace desk_tool {
 namespace {
@@ -38,12 +37,6 @@ class CardInUse {
   private:
     PoweredCard card_;
 };
-
-std::string upper(std::string text) {
-    std::ranges::transform(text, text.begin(),
-                           [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
-    return text;
-}
 
 // Waits for Ctrl-C on a thread of its own, and then cancels every wait until it is told to end.
 class Interruption {

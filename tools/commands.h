@@ -1,6 +1,7 @@
 // The tool's commands. Each adds itself to the command line and runs with what was given there.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -25,11 +26,32 @@ struct Options {
     int beep_duration = 10;
     int card_count = 0;
 
+    // Of stripes. No tracks: those that the command reads otherwise.
+    std::string tracks;
+    std::optional<std::string> track2;
+    std::optional<std::string> track3;
+
+    // Of identity cards.
+    std::optional<std::string> photo;  // a file to write
+
+    // Of MIFARE cards. No sector: all of them.
+    std::vector<std::string> keys;
+    std::string key_type = "A";
+    std::string size = "1K";
+    int sector = 0;
+    int block = 0;
+    int page = 0;
+    int page_count = 1;
+    std::string data;
+    std::int32_t value = 0;
+    int change = 0;
+    bool system = false;  // write also what is no plain data
+
     int slot_number() const { return slot == "contact" ? 0 : slot == "contactless" ? 1 : 2; }
 };
 
 struct Command {
-    const char* name;
+    const char* name;  // behind its groups, as in "track read"
     const char* help;
     void (*add_options)(CLI::App& command, Options& options);  // null: it has none of its own
     void (*run)(const Options& options, Output& output);
@@ -48,6 +70,20 @@ void run_card(const Options& options, Output& output);
 void run_pay(const Options& options, Output& output);
 void run_logs(const Options& options, Output& output);
 void run_social_security(const Options& options, Output& output);
+void run_track_read(const Options& options, Output& output);
+void run_track_write(const Options& options, Output& output);
+void run_track_number(const Options& options, Output& output);
+void run_identity(const Options& options, Output& output);
+void run_classic_dump(const Options& options, Output& output);
+void run_classic_read(const Options& options, Output& output);
+void run_classic_write(const Options& options, Output& output);
+void run_classic_value_read(const Options& options, Output& output);
+void run_classic_value_write(const Options& options, Output& output);
+void run_classic_value_increase(const Options& options, Output& output);
+void run_classic_value_decrease(const Options& options, Output& output);
+void run_ultralight_read(const Options& options, Output& output);
+void run_ultralight_write(const Options& options, Output& output);
+void run_ultralight_verify(const Options& options, Output& output);
 void run_tour(const Options& options, Output& output);
 
 }  // namespace desk_tool

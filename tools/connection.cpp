@@ -30,6 +30,11 @@ Connection::Connection(const LinkOptions& options) {
     check("RD_Open", RD_Open(device.empty() ? usb : named_port, options.baud, 0));
 }
 
+VirtualProcess& Connection::virtual_reader() {
+    if (!virtual_) throw ToolError("only the cards of a virtual reader can be moved");
+    return *virtual_;
+}
+
 Connection::~Connection() {
     RD_Close();
 }

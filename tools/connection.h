@@ -28,6 +28,9 @@ class Connection {
     // "USB" or the device's name.
     const std::string& name() const { return name_; }
 
+    // The virtual reader at the other end. Throws ToolError if there is none.
+    VirtualProcess& virtual_reader();
+
   private:
     std::optional<VirtualProcess> virtual_;
     std::string name_;

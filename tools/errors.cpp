@@ -18,6 +18,7 @@ struct Name {
 };
 
 constexpr Name names[] = {
+    {-99, "failed"},
     {-1000, "port cannot be opened"},
     {-1001, "reader does not answer"},
     {-1002, "reader is in use"},
@@ -33,6 +34,21 @@ constexpr Name names[] = {
     {-1012, "invalid initial parameter"},
     {-1013, "malformed answer"},
     {-1014, "communication failed"},
+    {-2000, "no track readable"},
+    {-2001, "track 1 not readable"},
+    {-2002, "track 2 not readable"},
+    {-2003, "track 3 not readable"},
+    {-2004, "tracks 2 and 3 not readable"},
+    {-2102, "track 2 not written"},
+    {-2103, "track 3 not written"},
+    {-2104, "tracks 2 and 3 not written"},
+    {-2105, "no card number"},
+    {-2106, "tracks 1 and 2 not readable"},
+    {-2107, "tracks 1 and 3 not readable"},
+    {-3000, "identity module does not answer"},
+    {-3001, "no identity card"},
+    {-3002, "identity card not readable"},
+    {-3003, "photo not written"},
     {-4000, "power-on failed"},
     {-4001, "power-on timed out"},
     {-4002, "power-off failed"},
@@ -40,6 +56,15 @@ constexpr Name names[] = {
     {-4004, "card not powered"},
     {-4005, "card absent"},
     {-4006, "APDU failed"},
+    {-5001, "activation refused"},
+    {-5003, "wrong key"},
+    {-5004, "block not readable"},
+    {-5005, "block not written"},
+    {-5006, "value not readable"},
+    {-5007, "value not written"},
+    {-5008, "value not increased"},
+    {-5009, "value not decreased"},
+    {-5106, "invalid page"},
 };
 
 // Closes a conversion with its scope.

@@ -1,9 +1,12 @@
 // deskreader: the reader from a command line. A host like any other: it knows the library by its
 // public header alone.
+#include <algorithm>
 #include <clocale>
 #include <exception>
 #include <string>
+#include <vector>
 
+#include "command_options.h"
 #include "commands.h"
 
 namespace {
@@ -11,52 +14,6 @@ namespace {
 using namespace desk_tool;
 
 enum ExitStatus { succeeded = 0, failed = 1, misused = 2 };
-
-void add_slot(CLI::App& command, Options& options) {
-    command.add_option("--slot", options.slot, "contact, contactless or auto (default)")
-        ->check(CLI::IsMember({"contact", "contactless", "auto"}));
-}
-
-void add_apdus(CLI::App& command, Options& options) {
-    add_slot(command, options);
-    command.add_option("apdu", options.apdus, "Commands in hexadecimal, sent one after the other")
-        ->required();
-}
-
-void add_beep(CLI::App& command, Options& options) {
-    command.add_option("duration", options.beep_duration, "How long (10)")
-        ->check(CLI::Range(0, 9999));
-}
-
-void add_serial_number(CLI::App& command, Options& options) {
-    command
-        .add_option("--set", options.new_serial_number,
-                    "Write this one first, at most 32 characters")
-        ->check([](const std::string& text) {
-            return text.size() <= 32 ? "" : "longer than 32 characters";
-        });
-}
-
-void add_payment(CLI::App& command, Options& options) {
-    add_slot(command, options);
-    command.add_option("amount", options.amount, "What to pay, for example 12.50")
-        ->required()
-        ->check([](const std::string& text) {
-            const std::size_t point = text.find('.');
-            const std::string cents = point == std::string::npos ? "" : text.substr(point + 1);
-            const std::string digits = text.substr(0, point) + cents;
-            const bool valid = point != 0 && text.size() - cents.size() <= 11 &&
-                               cents.size() <= 2 &&
-                               digits.find_first_not_of("0123456789") == std::string::npos;
-            return valid ? "" : "expected an amount of at most 9999999999.99";
-        });
-}
-
-void add_monitor(CLI::App& command, Options& options) {
-    add_slot(command, options);
-    command.add_option("--count", options.card_count, "End after so many cards")
-        ->check(CLI::Range(1, 1000000));
-}
 
 constexpr Command commands[] = {
     {"info", "Show the reader's information and serial number", nullptr, run_info},
@@ -71,9 +28,64 @@ constexpr Command commands[] = {
      add_payment, run_pay, "bank"},
     {"logs", "Show the payments and loads that a payment card keeps", add_slot, run_logs, "bank"},
     {"ssc", "Show a social security card", add_slot, run_social_security, "citizen"},
+    {"track read", "Read tracks", add_tracks, run_track_read, "loyalty"},
+    {"track write", "Write tracks 2 and 3", add_track_texts, run_track_write, "loyalty"},
+    {"track number", "Read the card number", add_tracks, run_track_number, "loyalty"},
+    {"id", "Show an identity card", add_photo, run_identity, "resident"},
+    {"m1 dump", "Read all sectors that the keys open", add_classic_dump, run_classic_dump,
+     "locker"},
+    {"m1 read", "Read a block", add_block, run_classic_read, "locker"},
+    {"m1 write", "Write a block", add_classic_write, run_classic_write, "locker"},
+    {"m1 value read", "Read a value", add_block, run_classic_value_read, "locker"},
+    {"m1 value write", "Make a block a value block", add_classic_value, run_classic_value_write,
+     "locker"},
+    {"m1 value increase", "Add to a value", add_classic_change, run_classic_value_increase,
+     "locker"},
+    {"m1 value decrease", "Subtract from a value", add_classic_change, run_classic_value_decrease,
+     "locker"},
+    {"m0 read", "Read pages", add_ultralight_read, run_ultralight_read, "ticket"},
+    {"m0 write", "Write a page", add_ultralight_write, run_ultralight_write, "ticket"},
+    {"m0 verify", "Authenticate with the card's key", add_ultralight_verify, run_ultralight_verify,
+     "ticket"},
     {"tour", "Go through a session step by step, against the built-in virtual cards", nullptr,
      run_tour},
 };
+
+struct Group {
+    const char* name;
+    const char* help;
+};
+
+constexpr Group groups[] = {
+    {"track", "Magnetic stripes: read, write, number"},
+    {"m1", "MIFARE Classic cards: dump, read, write, value"},
+    {"m1 value", "Value blocks: read, write, increase, decrease"},
+    {"m0", "MIFARE Ultralight C cards: read, write, verify"},
+};
+
+// The group of a name, which is added when its first command is.
+CLI::App& group_of(CLI::App& app, const std::string& name) {
+    const std::size_t end = name.rfind(' ');
+    if (end == std::string::npos) return app;
+    const std::string path = name.substr(0, end);
+    CLI::App& above = group_of(app, path);
+    const std::string own = path.substr(path.rfind(' ') + 1);
+    const auto known =
+        above.get_subcommands([&](const CLI::App* one) { return one->get_name() == own; });
+    if (!known.empty()) return *known.front();
+    const auto* group = std::ranges::find(groups, path, &Group::name);
+    CLI::App* added = above.add_subcommand(own, group->help);
+    added->require_subcommand(1);
+    return *added;
+}
+
+CLI::App* add_command(CLI::App& app, const Command& command, Options& options) {
+    const std::string name = command.name;
+    CLI::App* added =
+        group_of(app, name).add_subcommand(name.substr(name.rfind(' ') + 1), command.help);
+    if (command.add_options != nullptr) command.add_options(*added, options);
+    return added;
+}
 
 void add_global_options(CLI::App& app, Options& options, CLI::Option*& virtual_option) {
     auto* usb = app.add_flag("--usb", options.link.use_usb, "Use the USB reader (the default)");
@@ -128,20 +140,18 @@ int main(int argc, char** argv) {
     Options options;
     CLI::Option* virtual_option = nullptr;
     add_global_options(app, options, virtual_option);
-    for (const Command& command : commands) {
-        CLI::App* added = app.add_subcommand(command.name, command.help);
-        if (command.add_options != nullptr) command.add_options(*added, options);
-    }
+    std::vector<CLI::App*> added;
+    for (const Command& command : commands)
+        added.push_back(add_command(app, command, options));
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? succeeded : misused;
     }
     options.link.use_virtual = virtual_option->count() > 0;
-    for (const Command& command : commands) {
-        if (!app.got_subcommand(command.name)) continue;
-        choose_card(command, options);
-        return run(command, options);
-    }
-    return misused;
+    const auto given = std::ranges::find_if(added, &CLI::App::parsed);
+    if (given == added.end()) return misused;
+    const Command& command = commands[given - added.begin()];
+    choose_card(command, options);
+    return run(command, options);
 }

@@ -10,7 +10,7 @@ void Output::field(const char* key, const char* label, const std::string& value)
     if (json_) {
         cJSON_AddStringToObject(root_.get(), key, value.c_str());
     } else {
-        fmt::print("{:<16}{}\n", label, value);
+        fmt::print("{:<16}{}\n", label, to_terminal(value));
     }
 }
 
@@ -19,6 +19,14 @@ void Output::field(const char* key, const char* label, int value) {
         cJSON_AddNumberToObject(root_.get(), key, value);
     } else {
         fmt::print("{:<16}{}\n", label, value);
+    }
+}
+
+void Output::none(const char* key, const char* label, const std::string& why) {
+    if (json_) {
+        cJSON_AddNullToObject(root_.get(), key);
+    } else {
+        fmt::print("{:<16}({})\n", label, why);
     }
 }
 
@@ -31,7 +39,7 @@ void Output::row(const char* key, cJSON* object, const std::string& text) {
 
 void Output::line(const std::string& text) const {
     if (json_) return;
-    fmt::print("{}\n", text);
+    fmt::print("{}\n", to_terminal(text));
     std::fflush(stdout);
 }
 

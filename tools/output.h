@@ -20,6 +20,9 @@ class Output {
     void field(const char* key, const char* label, const std::string& value);
     void field(const char* key, const char* label, int value);
 
+    // A field without a value, null for programs: people read why.
+    void none(const char* key, const char* label, const std::string& why);
+
     // One row of a list under a key. The row's object is for programs, the line for people.
     void row(const char* key, cJSON* object, const std::string& line);
 

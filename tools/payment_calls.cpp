@@ -5,8 +5,6 @@
 #include <array>
 #include <charconv>
 
-#include <iconv.h>
-
 #include "calls.h"
 #include "errors.h"
 
@@ -31,23 +29,6 @@ std::size_t number_of(std::string_view digits) {
     if (error != std::errc{} || end != digits.data() + digits.size())
         throw ToolError("the library's reply has no number where one should be");
     return number;
-}
-
-// Converts with iconv; empty when a byte has no meaning in that encoding.
-std::string converted(const std::string& bytes, const char* encoding) {
-    iconv_t converter = iconv_open("UTF-8", encoding);
-    if (converter == iconv_t(-1)) return {};
-    std::string in = bytes;
-    std::string out(4 * bytes.size(), '\0');
-    char* from = in.data();
-    char* to = out.data();
-    std::size_t from_left = in.size();
-    std::size_t to_left = out.size();
-    const std::size_t result = iconv(converter, &from, &from_left, &to, &to_left);
-    iconv_close(converter);
-    if (result == static_cast<std::size_t>(-1)) return {};
-    out.resize(out.size() - to_left);
-    return out;
 }
 
 }  // namespace
@@ -125,18 +106,6 @@ std::vector<std::string> social_security_elements(int slot, int timeout_s) {
         }
     }
     return elements;
-}
-
-std::string as_utf8(const std::string& bytes) {
-    for (const char* encoding : {"UTF-8", "GB18030"}) {
-        std::string text = converted(bytes, encoding);
-        if (!text.empty() || bytes.empty()) return text;
-    }
-    std::string text = bytes;
-    for (char& c : text) {
-        if ((static_cast<unsigned char>(c) & 0x80) != 0) c = '?';
-    }
-    return text;
 }
 
 }  // namespace desk_tool

@@ -44,7 +44,4 @@ std::vector<std::vector<CardField>> log_entries(CardLog log, int slot, int timeo
 // The thirteen elements of a social security card.
 std::vector<std::string> social_security_elements(int slot, int timeout_s);
 
-// Bytes of a card as UTF-8: they may be that already, or GB18030; what is neither becomes '?'.
-std::string as_utf8(const std::string& bytes);
-
 }  // namespace desk_tool

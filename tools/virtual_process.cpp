@@ -96,8 +96,8 @@ void VirtualProcess::stop() {
     if (child_ > 0) waitpid(child_, nullptr, 0);
 }
 
-void VirtualProcess::insert(const std::string& card) const {
-    const std::string line = "insert " + card + "\n";
+void VirtualProcess::tell(const std::string& text) const {
+    const std::string line = text + "\n";
     if (write(input_, line.data(), line.size()) != static_cast<ssize_t>(line.size()))
         throw ToolError("the virtual reader does not listen");
     const std::string answer = read_line(output_);

@@ -19,10 +19,13 @@ class VirtualProcess {
     // The serial device that it serves.
     const std::string& device() const { return device_; }
 
-    // Puts a card of the deck into the reader. Throws ToolError with the reader's own words.
-    void insert(const std::string& card) const;
+    // Puts a card of the deck into the reader, or takes it out. Throw ToolError with the reader's
+    // own words.
+    void insert(const std::string& card) const { tell("insert " + card); }
+    void remove(const std::string& card) const { tell("remove " + card); }
 
   private:
+    void tell(const std::string& text) const;
     void stop();
 
     pid_t child_ = -1;

@@ -1,110 +1,13 @@
-// The tool and the virtual reader as a person or a script runs them.
-#include <array>
-#include <csignal>
-#include <filesystem>
-#include <fstream>
-#include <memory>
+// The tool as a whole, its commands for the reader itself and for IC cards, and the virtual
+// reader's program.
+#include <thread>
 
-#include <cJSON.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include "tool_process.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-
-struct Finished {
-    int status = -1;  // exit status, or 128 and the signal
-    std::string output;
-    std::string errors;
-};
-
-std::string read_all(int file) {
-    std::string text;
-    std::array<char, 1024> bytes;
-    for (ssize_t count; (count = read(file, bytes.data(), bytes.size())) > 0;)
-        text.append(bytes.data(), static_cast<std::size_t>(count));
-    close(file);
-    return text;
-}
-
-// A program under way. Its environment has the locale C.UTF-8 unless told otherwise.
-class Process {
-  public:
-    Process(const char* program, std::vector<std::string> arguments,
-            const char* locale = "C.UTF-8") {
-        std::array<int, 2> output{};
-        std::array<int, 2> errors{};
-        EXPECT_EQ(pipe(output.data()) + pipe(errors.data()), 0);
-        child_ = fork();
-        if (child_ == 0) {
-            dup2(output[1], STDOUT_FILENO);
-            dup2(errors[1], STDERR_FILENO);
-            for (const int file : {output[0], output[1], errors[0], errors[1]})
-                close(file);
-            setenv("LC_ALL", locale, 1);
-            std::vector<char*> pointers = {const_cast<char*>(program)};
-            for (std::string& argument : arguments)
-                pointers.push_back(argument.data());
-            pointers.push_back(nullptr);
-            execv(program, pointers.data());
-            _exit(127);
-        }
-        close(output[1]);
-        close(errors[1]);
-        output_ = output[0];
-        errors_ = errors[0];
-    }
-
-    void signal(int number) const { kill(child_, number); }
-
-    Finished finish() {
-        Finished run;
-        run.output = read_all(output_);
-        run.errors = read_all(errors_);
-        int state = 0;
-        waitpid(child_, &state, 0);
-        run.status = WIFEXITED(state) ? WEXITSTATUS(state) : 128 + WTERMSIG(state);
-        return run;
-    }
-
-  private:
-    pid_t child_;
-    int output_;
-    int errors_;
-};
-
-Finished tool(std::vector<std::string> arguments, const char* locale = "C.UTF-8") {
-    return Process(TOOL, std::move(arguments), locale).finish();
-}
-
-using Json = std::unique_ptr<cJSON, decltype(&cJSON_Delete)>;
-
-Json json(const Finished& run) {
-    return {cJSON_Parse(run.output.c_str()), cJSON_Delete};
-}
-
-std::string text(const Json& object, const char* key) {
-    const char* value = cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(object.get(), key));
-    return value == nullptr ? "(none)" : value;
-}
-
-class Deck {
-  public:
-    explicit Deck(const std::string& json)
-        : path_(std::filesystem::temp_directory_path() /
-                ("deskreader-deck-" + std::to_string(getpid()) + ".json")) {
-        std::ofstream(path_) << json;
-    }
-    ~Deck() { std::filesystem::remove(path_); }
-    Deck(const Deck&) = delete;
-    Deck& operator=(const Deck&) = delete;
-
-    std::string path() const { return path_.string(); }
-
-  private:
-    std::filesystem::path path_;
-};
+using namespace tool_tests;
 
 TEST(Tool, ShowsTheReader) {
     const Finished run = tool({"--virtual", "info"});
@@ -172,7 +75,7 @@ TEST(Tool, ReportsAMissingCard) {
 }
 
 TEST(Tool, TellsItInTheEncodingOfTheTerminal) {
-    const Finished run = tool({"--port", "no-such-port", "info"}, "C");
+    const Finished run = tool({"--port", "no-such-port", "info"}, {{{"LC_ALL", "C"}}});
     EXPECT_EQ(run.errors, "deskreader: RD_Open: -1000 port cannot be opened (\?\?\?\?\?\?)\n");
 }
 
@@ -207,7 +110,8 @@ TEST(Tool, HelpsItself) {
     const Finished run = tool({"--help"});
     EXPECT_EQ(run.status, 0);
     for (const char* command :
-         {"info", "beep", "reset", "sn", "atr", "apdu", "monitor", "tour", "Exit status"}) {
+         {"info", "beep", "reset", "sn", "atr", "apdu", "monitor", "card", "pay", "logs", "ssc",
+          "track", "id", "m1", "m0", "tour", "Exit status"}) {
         EXPECT_NE(run.output.find(command), std::string::npos) << command;
     }
 }
@@ -228,25 +132,6 @@ TEST(Tool, MonitorsUntilInterrupted) {
     EXPECT_LT(std::chrono::steady_clock::now() - begin, 2s);
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.output, "waiting for cards, Ctrl-C ends\ndone\n");
-}
-
-TEST(Tool, ToursASession) {
-    const Finished run = tool({"--virtual", "tour"});
-    EXPECT_EQ(run.status, 0) << run.errors;
-    for (const char* step : {"connect", "information", "serial number", "beep", "wait for a card",
-                             "ATR 3B0444455348", "SELECT", "MEMBER 0001", "power off", "close"}) {
-        EXPECT_NE(run.output.find(step), std::string::npos) << step;
-    }
-    const Json object = json(tool({"--virtual", "--json", "tour"}));
-    EXPECT_EQ(cJSON_GetArraySize(cJSON_GetObjectItemCaseSensitive(object.get(), "steps")), 9);
-}
-
-TEST(Tool, ToursFailWhereTheyFindSomethingElse) {
-    const Deck deck(R"({"reader": {"serial_number": "OTHER"}})");
-    const Finished run = tool({"--virtual", deck.path(), "tour"});
-    EXPECT_EQ(run.status, 1);
-    EXPECT_NE(run.errors.find("expected DR2026000001, found OTHER"), std::string::npos)
-        << run.errors;
 }
 
 TEST(VirtualReader, ShowsItsDeckAndItsHelp) {

@@ -157,19 +157,33 @@ TEST(IdentityCard, TooLongATextIsRefused) {
     EXPECT_THROW(IdentityCard{settings}, IdentityTextError);
 }
 
-TEST(Portrait, IsAMarkedPictureOf28By36) {
+// The number of the colour at a place of a picture.
+int colour_at(const Bytes& picture, std::size_t x, std::size_t y) {
+    const unsigned pair = picture[64 + (y * 40 + x) / 2];
+    return static_cast<int>(x % 2 == 0 ? pair >> 4 : pair & 0x0F);
+}
+
+TEST(Portrait, IsAMarkedPictureOf40By48InSixteenColours) {
     const Bytes picture = portrait(0);
     ASSERT_EQ(picture.size(), 1024u);
-    EXPECT_EQ(part(picture, 0, 16), kit::ascii("DESKREADER PHOTO"));
-    // Background in the corners, clothes at the middle of the last row, an eye, the mouth.
-    EXPECT_EQ(picture[16], 0xBB);
-    EXPECT_EQ(picture[16 + 27], 0xBB);
-    EXPECT_EQ(picture[16 + 35 * 28 + 14], 0x2A);
-    EXPECT_EQ(picture[16 + 15 * 28 + 11], 0x00);
-    EXPECT_EQ(picture[16 + 21 * 28 + 14], 0xA5);
-    EXPECT_EQ(picture[16 + 18 * 28 + 14], 0xF6);
-    EXPECT_NE(portrait(1), picture);
-    EXPECT_EQ(portrait(0), picture);
+    EXPECT_EQ(part(picture, 0, 16), hex("4445534B50494331 0000000000000000"));
+    EXPECT_EQ(part(picture, 16, 48),
+              hex("9FBFDF CFDFEF 284870 93A3B7 241C1A F3C9A5 C2A084 FFFFFF"
+                  "202028 B04040 000000 000000 000000 000000 000000 000000"));
+    EXPECT_EQ(colour_at(picture, 0, 0), 0) << "the wall";
+    EXPECT_EQ(colour_at(picture, 39, 0), 0);
+    EXPECT_EQ(colour_at(picture, 20, 47), 2) << "clothes";
+    EXPECT_EQ(colour_at(picture, 20, 5), 4) << "hair";
+    EXPECT_EQ(colour_at(picture, 14, 26), 5) << "a cheek";
+    EXPECT_EQ(colour_at(picture, 16, 21), 8) << "an eye";
+    EXPECT_EQ(colour_at(picture, 18, 29), 9) << "the mouth";
+}
+
+TEST(Portrait, SeedChoosesTheColours) {
+    EXPECT_EQ(portrait(0), portrait(0));
+    EXPECT_NE(portrait(1), portrait(0));
+    EXPECT_EQ(part(portrait(1), 16, 3), hex("BFCFDF"));
+    EXPECT_EQ(part(portrait(1), 64, 960), part(portrait(0), 64, 960));
 }
 
 class IdModuleTest : public testing::Test {
