@@ -30,10 +30,8 @@ void ask(Reader& reader) {
     };
     for (const char* command : commands)
         reader.receive_serial(virtual_reader::ic_reply(from_hex(command)));
-    reader.receive_serial(
-        virtual_reader::to_bytes("\x1B"
-                                 "F]"));
-    reader.receive_serial(virtual_reader::to_bytes("\x1B$S0"));
+    reader.receive_serial(virtual_reader::to_bytes("\033F]"));
+    reader.receive_serial(virtual_reader::to_bytes("\033$S0"));
     for (const char* command : {"2001", "2002", "3010", "3001"})
         reader.id().answer(from_hex(command));
 }

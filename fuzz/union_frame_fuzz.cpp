@@ -1,8 +1,8 @@
 // The Union frame: replies as they may come over a line, and commands.
+#include <cstdint>
+
 #include "frame_fuzz.h"
 #include "protocol/union_frame.h"
-
-#include <cstdint>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     namespace union_frame = deskreader::union_frame;

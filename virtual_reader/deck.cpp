@@ -103,6 +103,10 @@ Json parse(std::string_view json, const std::string& source) {
         const std::size_t begin = text.find(": ", text.find("column"));
         throw DeckError(place_of(json, source, error.byte) +
                         (begin == std::string::npos ? ": " + text : text.substr(begin)));
+    } catch (const Json::out_of_range& error) {
+        // A number beyond all numbers; the library does not tell where.
+        const std::string text = error.what();
+        throw DeckError(source + ": " + text.substr(text.find(' ') + 1));
     }
 }
 

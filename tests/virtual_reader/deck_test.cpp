@@ -278,6 +278,10 @@ TEST(Deck, SaysWhereTheSyntaxIsBroken) {
               "'{', or a literal");
 }
 
+TEST(Deck, RefusesANumberBeyondAllNumbers) {
+    EXPECT_EQ(error_of(R"({"reader": {"baud": 1E999}})"), "deck: number overflow parsing '1E999'");
+}
+
 TEST(Deck, SaysWhatWasExpectedAndFound) {
     const std::pair<const char*, const char*> rows[] = {
         {"[]", "deck: /: expected an object, found array"},
