@@ -88,9 +88,10 @@ void run_card(const Options& options, Output& output) {
     for (const FieldName& name : information_names) {
         const std::string value = as_utf8(value_of(fields, name.letter));
         const bool is_amount = std::string("GHKL").find(name.letter) != std::string::npos;
-        if (!value.empty() || output.json())
+        if (!value.empty() || output.json()) {
             output.field(name.key, name.label,
                          is_amount && !output.json() ? amount_of(value) : value);
+        }
     }
 }
 
@@ -126,9 +127,10 @@ void run_social_security(const Options& options, Output& output) {
     const auto elements = social_security_elements(options.slot_number(), options.timeout_s);
     if (elements.size() != std::size(social_security_names))
         throw ToolError("an element of the card holds a separator");
-    for (std::size_t i = 0; i < elements.size(); ++i)
+    for (std::size_t i = 0; i < elements.size(); ++i) {
         output.field(social_security_names[i].key, social_security_names[i].label,
                      as_utf8(elements[i]));
+    }
 }
 
 }  // namespace desk_tool

@@ -11,7 +11,7 @@ namespace {
 
 // Nothing when a byte has no meaning in that encoding.
 std::optional<std::string> converted(const std::string& bytes, const char* encoding) {
-    const iconv_t converter = iconv_open("UTF-8", encoding);
+    iconv_t converter = iconv_open("UTF-8", encoding);
     if (converter == iconv_t(-1)) return std::nullopt;
     std::string in = bytes;
     std::string out(4 * bytes.size(), '\0');

@@ -96,7 +96,7 @@ void VirtualProcess::stop() {
     if (child_ > 0) waitpid(child_, nullptr, 0);
 }
 
-void VirtualProcess::tell(const std::string& text) {
+void VirtualProcess::tell(const std::string& text) const {
     const std::string line = text + "\n";
     if (write(input_, line.data(), line.size()) != static_cast<ssize_t>(line.size()))
         throw ToolError("the virtual reader does not listen");

@@ -21,11 +21,11 @@ class VirtualProcess {
 
     // Puts a card of the deck into the reader, or takes it out. Throw ToolError with the reader's
     // own words.
-    void insert(const std::string& card) { tell("insert " + card); }
-    void remove(const std::string& card) { tell("remove " + card); }
+    void insert(const std::string& card) const { tell("insert " + card); }
+    void remove(const std::string& card) const { tell("remove " + card); }
 
   private:
-    void tell(const std::string& text);
+    void tell(const std::string& text) const;
     void stop();
 
     pid_t child_ = -1;

@@ -112,6 +112,19 @@ Descriptor open_existing(const char* path) noexcept {
     return Descriptor(path == nullptr ? -1 : open(path, O_RDWR | O_CLOEXEC));
 }
 
+// Deletes the file and creates it anew, for the same people as before. Where its directory does not
+// let it be deleted it is emptied.
+std::FILE* create_anew(const char* path, const struct stat& before) noexcept {
+    const bool deleted = std::remove(path) == 0;
+    std::FILE* file = std::fopen(path, deleted ? "a+" : "w+");
+    if (file == nullptr || !deleted) return file;
+    // The mode only together with the owners that it was meant for.
+    if (fchown(fileno(file), before.st_uid, before.st_gid) == 0) {
+        fchmod(fileno(file), before.st_mode & 07777);
+    }
+    return file;
+}
+
 void copy_default(const char* fallback, char* out) noexcept {
     std::strcpy(out, fallback);
 }
@@ -219,8 +232,7 @@ int _IniWriteValue(const char* section, const char* key, const char* value, cons
     if (!content || pread(file.get(), content.get(), size, 0) != info.st_size) return status::ok;
     file.close();
 
-    std::remove(path);
-    std::FILE* replaced = std::fopen(path, "a+");
+    std::FILE* replaced = config::create_anew(path, info);
     if (replaced == nullptr) return status::ok;
     std::fwrite(content.get(), 1, before, replaced);
     std::fprintf(replaced, "%s=%s\n", key, value);

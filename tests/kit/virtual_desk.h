@@ -2,8 +2,11 @@
 // pseudo-terminal.
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <optional>
+#include <string>
+#include <thread>
 
 #include "deck.h"
 #include "kit/conversation.h"
@@ -22,10 +25,24 @@ class VirtualDesk final : public HidDevice {
     // The port number that RD_Open takes for it.
     int port() const { return serial_ ? serial_port : usb_port; }
 
+    // What a host terminal calls the port: "USB", or the device's name below /dev.
+    std::string port_name() const;
+
     // Runs `action` on the reader while it handles no request.
     template <class Action>
     auto with_reader(Action action) {
         return serial_ ? serial_->with_reader(action) : usb_->with_reader(action);
+    }
+
+    // Whether `holds` comes to hold on the reader within two seconds: on a serial line it may hear
+    // of a command after the host has gone on.
+    template <class Condition>
+    bool comes_to(Condition holds) {
+        for (int attempt = 0; attempt < 400; ++attempt) {
+            if (with_reader(holds)) return true;
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        return false;
     }
 
     int write(std::span<const std::uint8_t> report) override;

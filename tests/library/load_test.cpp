@@ -100,6 +100,30 @@ TEST_F(LibraryLoad, CleansUpAgainOnEveryLoad) {
     EXPECT_FALSE(has_log(log_name(20)));
 }
 
+TEST_F(LibraryLoad, LetsAHostRunBothEndsItself) {
+    configure("[log]\nloglevel=2\n");
+    load();
+    const auto count = [this](std::string_view message) {
+        int found = 0;
+        const std::string log = log_of_today();
+        for (std::size_t at = log.find(message); at != std::string::npos;
+             at = log.find(message, at + 1)) {
+            ++found;
+        }
+        return found;
+    };
+    const auto init = find<decltype(my_init)>("my_init");
+    const auto fini = find<decltype(my_fini)>("my_fini");
+    fini();
+    EXPECT_EQ(count("):FreeLibrary\r\n"), 1);
+    init();
+    EXPECT_EQ(count("):LoadLibrary, version = V2.1.56.1\r\n"), 2);
+    configure("[log]\nloglevel=0\n");
+    init();
+    fini();
+    EXPECT_EQ(count("LoadLibrary") + count("FreeLibrary"), 3) << "the level was read afresh";
+}
+
 TEST_F(LibraryLoad, CanBeLoadedUsedAndUnloadedManyTimes) {
     for (int round = 0; round < 20; ++round) {
         load();

@@ -1,5 +1,6 @@
 #include <deskreader.h>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "kit/child.h"
@@ -232,6 +233,31 @@ TEST(Config, OtherFilesCanBeReadAndWritten) {
     char value[256] = "";
     EXPECT_EQ(_IniReadValue("a", "b", "none", value, path.c_str()), 0);
     EXPECT_STREQ(value, "22");
+}
+
+TEST(Config, WriterKeepsWhoMayReadAndWriteTheFile) {
+    const ConfigFile config("[devcfg]\nIccmd=0\n");
+    chmod(config.path().c_str(), 0664);
+    const mode_t mask = umask(077);
+    GSetConfigString("devcfg", "Iccmd", "1");
+    umask(mask);
+    EXPECT_EQ(config.content(), "[devcfg]\nIccmd=1\n");
+    EXPECT_EQ(std::filesystem::status(config.path()).permissions(), std::filesystem::perms(0664));
+}
+
+TEST(Config, WriterReplacesTheTextOfAFileThatItMayNotDelete) {
+    const ConfigFile config("[devcfg]\nIccmd=0\ndevtype=0\n");
+    const std::filesystem::path directory = std::filesystem::path(config.path()).parent_path();
+    chmod(config.path().c_str(), 0666);
+    chmod(directory.c_str(), 0555);
+    constexpr uid_t nobody = 65534;
+    const bool root = geteuid() == 0;
+    ASSERT_EQ(root ? seteuid(nobody) : 0, 0);
+    EXPECT_NE(std::remove(std::string(config.path()).c_str()), 0);
+    GSetConfigString("devcfg", "Iccmd", "1");
+    ASSERT_EQ(root ? seteuid(0) : 0, 0);
+    chmod(directory.c_str(), 0755);
+    EXPECT_EQ(config.content(), "[devcfg]\nIccmd=1\ndevtype=0\n");
 }
 
 TEST(Config, HostileFilesAreRead) {

@@ -83,9 +83,6 @@ constexpr const char* select_payment = "00 A4 04 00 08 A000000333010101";
 
 TEST(Deck, DefaultHasABankAndACitizenInTheDrawer) {
     const auto reader = reader_from_deck(default_deck(), "built-in");
-    EXPECT_EQ(reader->ic().describe(),
-              "member: slot 0, not powered\nvisitor: in the field, not powered\n"
-              "bank: out\ncitizen: out\n");
     reader->ic().insert("bank");
     EXPECT_EQ(reader->ic().power_on(contact).data, hex("3B0442414E4B"));
     reader->ic().transmit(contact, hex(select_payment));

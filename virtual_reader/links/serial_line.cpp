@@ -57,17 +57,32 @@ bool SerialLine::serve(Reader& reader) {
     // What nobody is there to hear is lost.
     const Bytes late = reader.take_late_serial();
     if ((line.revents & POLLHUP) == 0) write_all(late);
+    const int rate_before = last_rate_;
+    host_rate();
     if ((line.revents & POLLIN) == 0) return (line.revents & POLLHUP) == 0;
     std::array<std::uint8_t, 4096> bytes;
     const ssize_t count = read(master_, bytes.data(), bytes.size());
     if (count <= 0) return false;
-    const View received = View(bytes).first(static_cast<std::size_t>(count));
-    if (host_rate() != reader.baud()) {
-        misread_ += received.size();
-        return true;
-    }
-    write_all(reader.receive_serial(received));
+    for (const std::uint8_t byte : View(bytes).first(static_cast<std::size_t>(count)))
+        receive(reader, byte, rate_before);
     return true;
+}
+
+// A host that changes its rate may have sent a byte at either of them. The answer is for those who
+// listen at the rate at which it goes out.
+void SerialLine::receive(Reader& reader, std::uint8_t byte, int rate_before) {
+    const int rate = reader.baud();
+    if (rate != last_rate_ && rate != rate_before) {
+        ++misread_;
+        return;
+    }
+    const Bytes answer = reader.receive_serial(View(&byte, 1));
+    if (!answer.empty() && is_open() && host_rate() == rate) write_all(answer);
+}
+
+bool SerialLine::is_open() const {
+    pollfd line{master_, 0, 0};
+    return poll(&line, 1, 0) >= 0 && (line.revents & POLLHUP) == 0;
 }
 
 // The rate that the host has set. A host that closes puts the terminal's own settings back, perhaps

@@ -31,6 +31,8 @@ class SerialLine {
 
   private:
     int host_rate();
+    bool is_open() const;
+    void receive(Reader& reader, std::uint8_t byte, int rate_before);
     void write_all(View bytes) const;
 
     int master_;
