@@ -118,4 +118,18 @@ TEST_F(UltralightLoad, TakesThoseThatAreThere) {
     EXPECT_TRUE(logged_missing("M0_PowerOff"));
 }
 
+// The primitives that are built beside the tool bring the library with them.
+TEST(UltralightPrimitives, ServeTheLibraryThatIsLoadedWithThem) {
+    void* primitives = dlopen(ULTRALIGHT_PRIMITIVES_FILE, RTLD_NOW | RTLD_GLOBAL);
+    ASSERT_NE(primitives, nullptr) << dlerror();
+    auto* power_off =
+        reinterpret_cast<decltype(RD_M0PowerOff)*>(dlsym(primitives, "RD_M0PowerOff"));
+    auto* read = reinterpret_cast<decltype(RD_M0Read)*>(dlsym(primitives, "RD_M0Read"));
+    ASSERT_NE(power_off, nullptr);
+    ASSERT_NE(read, nullptr);
+    char text[32] = "";
+    EXPECT_EQ(power_off(), -1003) << "no reader, rather than -1008";
+    EXPECT_EQ(read(4, 0, sizeof text, text), -1007) << "their own refusal of a count";
+}
+
 }  // namespace
