@@ -20,6 +20,10 @@ VirtualDesk::~VirtualDesk() {
     if (usb_) hid_bus::unplug(*this);
 }
 
+std::string VirtualDesk::port_name() const {
+    return serial_ ? serial_->device().substr(std::string_view("/dev/").size()) : "USB";
+}
+
 int VirtualDesk::write(std::span<const std::uint8_t> report) {
     return usb_->write_report(report);
 }

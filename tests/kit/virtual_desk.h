@@ -22,6 +22,9 @@ class VirtualDesk final : public HidDevice {
     // The port number that RD_Open takes for it.
     int port() const { return serial_ ? serial_port : usb_port; }
 
+    // What a host terminal calls the port: "USB", or the device's name below /dev.
+    std::string port_name() const;
+
     // Runs `action` on the reader while it handles no request.
     template <class Action>
     auto with_reader(Action action) {
