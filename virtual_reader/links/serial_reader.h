@@ -16,7 +16,7 @@ class SerialReader {
         : reader_(std::move(reader)), thread_([this](const std::stop_token& stop) { run(stop); }) {}
 
     // By value: the reader may be plugged in again meanwhile.
-    std::string device() {
+    std::string device() const {
         const std::lock_guard lock(mutex_);
         return line_.device();
     }
@@ -33,7 +33,7 @@ class SerialReader {
 
     std::unique_ptr<Reader> reader_;
     SerialLine line_;
-    std::mutex mutex_;
+    mutable std::mutex mutex_;
     std::jthread thread_;  // last: it uses all the others
 };
 
