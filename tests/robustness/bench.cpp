@@ -65,7 +65,7 @@ std::string_view all_cards() {
     { "type": "social-security", "name": "citizen", "person": "ADA EXAMPLE" },
     { "type": "iso", "name": "visitor", "contactless": true },
     { "type": "mifare-classic", "name": "locker", "size": "1K", "uid": "5A5B5C5D",
-      "inserted": true, "sectors": [ { "number": 1, "key_a": "A0A1A2A3A4A5" } ],
+      "inserted": true, "sectors": [ { "number": 2, "key_a": "A0A1A2A3A4A5" } ],
       "blocks": [ { "number": 4, "data": "LOCKER 17" }, { "number": 5, "value": 250 } ] },
     { "type": "magnetic", "name": "loyalty", "inserted": true,
       "track1": "B9999000000000003^EXAMPLE/CAT^3012", "track2": "9999000000000003=3012",

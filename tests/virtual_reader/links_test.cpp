@@ -293,6 +293,17 @@ TEST(SerialLink, SendsWhatFaultsLeave) {
               kit::join({hex("FE"), kit::ascii("6007003B044445534842"), hex("03")}));
 }
 
+TEST(SerialLink, WhatIsLateIsLostWhenItIsPluggedInAgain) {
+    SerialReader reader(reader_from_deck(default_deck(), "built-in"));
+    const Host host(reader.device(), B9600);
+    reader.with_reader(
+        [](Reader& one) { one.faults().add(fault_from_words({"delay", "ms", "300"})); });
+    EXPECT_EQ(host.exchange(ic_frame(hex("E1 01")), 10ms), Bytes{});
+    reader.with_reader([](Reader& one) { one.plug_in(); });
+    EXPECT_EQ(host.hear(0x03, 600ms), Bytes{});
+    EXPECT_EQ(host.exchange(ic_frame(hex("E1 01")), 2s), ic_frame(hex("00 3B 04 44 45 53 48")));
+}
+
 TEST(SerialLink, AnUnpluggedReaderTakesTheLineAway) {
     SerialReader reader(reader_from_deck(default_deck(), "built-in"));
     {

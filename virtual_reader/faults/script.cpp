@@ -80,6 +80,7 @@ void FaultScript::plug() {
     held_.clear();
     is_mute_ = false;
     is_plugged_ = true;
+    ++replugs_;
 }
 
 void FaultScript::apply_all(SpoiledAnswer& answer) {

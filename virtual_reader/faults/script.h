@@ -26,6 +26,9 @@ class FaultScript {
     void unplug() { is_plugged_ = false; }
     bool is_plugged() const { return is_plugged_; }
 
+    // How often it was plugged in again, for links that have something on its way then.
+    int replugs() const { return replugs_; }
+
     bool is_mute() const { return is_mute_; }
     std::size_t waiting() const { return faults_.size(); }
 
@@ -38,6 +41,7 @@ class FaultScript {
     std::vector<Fault> faults_;
     Bytes held_;
     int spoiled_ = 0;
+    int replugs_ = 0;
     bool is_mute_ = false;
     bool is_plugged_ = true;
 };

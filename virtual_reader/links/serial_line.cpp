@@ -66,6 +66,8 @@ void SerialLine::close_line() {
 // Whether there is a line.
 bool SerialLine::follow_plug(const Reader& reader) {
     const bool is_plugged = reader.faults().is_plugged();
+    if (replugs_ != reader.faults().replugs()) output_.clear();
+    replugs_ = reader.faults().replugs();
     if (is_plugged && master_ < 0) open_line();
     if (!is_plugged && master_ >= 0) close_line();
     return is_plugged;

@@ -52,6 +52,7 @@ class SerialLine {
     int last_rate_ = 0;
     std::size_t misread_ = 0;
     std::deque<Output> output_;
+    int replugs_ = 0;
 };
 
 }  // namespace virtual_reader
