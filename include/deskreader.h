@@ -122,7 +122,8 @@ DESKREADER_API int GGetConfigString(const char* szSection, const char* szKey, co
  */
 DESKREADER_API int GSetConfigString(const char* szSection, const char* szKey, const char* szValue);
 
-/* The reader and writer themselves, over any file. szOut as in GGetConfigString. Return 0. */
+/* The reader and writer themselves, over any file; a null path is that of no file. szOut as in
+ * GGetConfigString. Return 0. */
 DESKREADER_API int _IniReadValue(const char* szSection, const char* szKey, const char* szDefault,
                                  char* szOut, const char* szPath);
 DESKREADER_API int _IniWriteValue(const char* szSection, const char* szKey, const char* szValue,
