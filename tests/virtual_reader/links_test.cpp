@@ -296,8 +296,9 @@ TEST(SerialLink, SendsWhatFaultsLeave) {
 TEST(SerialLink, WhatIsLateIsLostWhenItIsPluggedInAgain) {
     SerialReader reader(reader_from_deck(default_deck(), "built-in"));
     const Host host(reader.device(), B9600);
-    reader.with_reader(
-        [](Reader& one) { one.faults().add(fault_from_words({"delay", "ms", "300"})); });
+    reader.with_reader([](Reader& one) {
+        one.faults().add(fault_from_words({"delay", "ms", "300"}));
+    });
     EXPECT_EQ(host.exchange(ic_frame(hex("E1 01")), 10ms), Bytes{});
     reader.with_reader([](Reader& one) { one.plug_in(); });
     EXPECT_EQ(host.hear(0x03, 600ms), Bytes{});
