@@ -20,7 +20,10 @@
  *   Ovan_Cancel and COMM_cancle are meant for a second thread.
  * - No exception leaves the library and it keeps no thread of its own; hidapi runs one for an open
  *   USB device.
- * - Pointers must not be null unless the comment gives a result for it.
+ * - A null pointer is refused before anything goes to the reader: with -1007 by RD_ functions (as a
+ *   terminal number by functions that name a port), with -22 by all others that return a result.
+ *   Exceptions stand with their functions. A null context is -19 where the device would be opened,
+ *   and the DC_ functions do not look for one.
  *
  * Every function of cJSON's public header can also be called through this library: include
  * <cjson/cJSON.h> and link with -ldeskreader alone.
@@ -119,7 +122,8 @@ DESKREADER_API int GGetConfigString(const char* szSection, const char* szKey, co
  */
 DESKREADER_API int GSetConfigString(const char* szSection, const char* szKey, const char* szValue);
 
-/* The reader and writer themselves, over any file. szOut as in GGetConfigString. Return 0. */
+/* The reader and writer themselves, over any file; a null path is that of no file. szOut as in
+ * GGetConfigString. Return 0. */
 DESKREADER_API int _IniReadValue(const char* szSection, const char* szKey, const char* szDefault,
                                  char* szOut, const char* szPath);
 DESKREADER_API int _IniWriteValue(const char* szSection, const char* szKey, const char* szValue,
@@ -538,7 +542,8 @@ DESKREADER_API int RAWC_SendCmd(DEVCONTEXT* pContext, const unsigned char* szCmd
                                 unsigned char* szOut, int iOutSize, const char* szEndMark,
                                 int iTimeout);
 
-/* The end tests: 1 when 3F 1C, or "rq" or "rp", stands anywhere in the bytes, else 0. */
+/* The end tests: 1 when 3F 1C, or "rq" or "rp", stands anywhere in the bytes, else 0; 0 for null.
+ */
 DESKREADER_API int MsrPacketIsEnd(unsigned char* szReceived, unsigned int nLength);
 DESKREADER_API int MsrWriteIsEnd(unsigned char* szReceived, unsigned int nLength);
 
@@ -742,11 +747,11 @@ DESKREADER_API int PBOC_BuildDOL(DEVCONTEXT* pContext, int iSlot, const unsigned
 DESKREADER_API int PBOC_GetSimpTagValue(const char* szKey, int iKeyLen, const char* szText,
                                         int iTextLen, char* szValue, int* pnValueLen);
 
-/* 1 if any character is a capital letter, else 0. */
+/* 1 if any character is a capital letter, else 0; 0 for null. */
 DESKREADER_API int IsTagListValue(const char* szText);
 
 /* 1 if every character is a digit or a capital letter; a digit; else 0 and the first other is
- * logged. */
+ * logged; 0 for null. */
 DESKREADER_API int IsPbocDataValue(const char* szText);
 DESKREADER_API int IsNumDataValue(const char* szText);
 
@@ -1202,7 +1207,8 @@ DESKREADER_API int RD_IcAPDU(int iSlot, const char* szApdu, int iApduLen, int iR
 /* Asks for a card (see IC_CardDetect). Returns IC_CardDetect's number, which is not mapped. */
 DESKREADER_API int RD_CardDetect(int* pnStatus);
 
-/* 1 if every character is an upper-case hexadecimal digit (an empty text is), else 0. */
+/* 1 if every character is an upper-case hexadecimal digit (an empty text is), else 0; 0 for null.
+ */
 DESKREADER_API int IsHexDataValue(const char* szText);
 
 /* ==== API: payment cards ======================================================================

@@ -8,6 +8,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "decks/faults.h"
+#include "decks/hostile_card.h"
 #include "decks/iso_card.h"
 #include "decks/mifare_cards.h"
 #include "decks/node.h"
@@ -64,6 +66,7 @@ constexpr CardType card_types[] = {
     {"identity", add_identity},
     {"mifare-classic", add_ic<read_mifare_classic_card>},
     {"ultralight-c", add_ic<read_ultralight_c_card>},
+    {"hostile", add_ic<read_hostile_card>},
 };
 
 const CardType& type_of(const Node& node) {
@@ -115,13 +118,17 @@ Json parse(std::string_view json, const std::string& source) {
 std::unique_ptr<Reader> reader_from_deck(std::string_view json, const std::string& source) {
     const Json parsed = parse(json, source);
     const Node deck(parsed, source, "");
-    deck.allow({"reader", "cards"});
+    deck.allow({"reader", "cards", "faults"});
     auto reader = std::make_unique<Reader>(deck.has("reader") ? read_settings(deck.at("reader"))
                                                               : ReaderSettings{});
     std::set<std::string> names;
     if (deck.has("cards")) {
         for (const Node& card : deck.at("cards").elements())
             put_in(*reader, card, names);
+    }
+    if (deck.has("faults")) {
+        for (const Node& fault : deck.at("faults").elements())
+            reader->faults().add(read_fault(fault));
     }
     return reader;
 }

@@ -3,7 +3,8 @@
 //   {
 //     "reader": { "information": "...", "serial_number": "...", "baud": 9600,
 //                 "answer_mode_on_serial": false },
-//     "cards": [ { "type": "iso", ... }, ... ]
+//     "cards": [ { "type": "iso", ... }, ... ],
+//     "faults": [ { "kind": "delay", "after": 1, "ms": 500 }, ... ]      see decks/faults.h
 //   }
 //
 // Every card:
@@ -49,7 +50,8 @@
 //
 // All but a card's type and name may be left out. A content is a text or {"hex": "..."}. Cards that
 // are not in the reader lie beside it. The types "magnetic" and "identity" are told in
-// decks/stripe_and_identity.h, "mifare-classic" and "ultralight-c" in decks/mifare_cards.h.
+// decks/stripe_and_identity.h, "mifare-classic" and "ultralight-c" in decks/mifare_cards.h,
+// "hostile" in decks/hostile_card.h.
 #pragma once
 
 #include <memory>

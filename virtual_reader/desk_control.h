@@ -4,6 +4,10 @@
 //   ID
 //                          module; a magnetic card is swiped, again and again until it is removed
 //   remove NAME            takes it out
+//   fault KIND [NAME VALUE ...]   from now on one of its answers goes wrong (see faults/fault.h):
+//                          "fault corrupt after 2 at 5 bytes FF"
+//   fault none             its answers are right again
+//   unplug, plug           takes the reader off its line, and puts it back
 //   status                 cards and counters
 //   help                   this list
 //   quit                   ends the program

@@ -44,6 +44,13 @@ void IcModule::remove_all() {
     inserted_.clear();
 }
 
+void IcModule::power_off_all() {
+    for (auto& [place, inserted] : inserted_) {
+        inserted.powered = false;
+        inserted.card->power_off();
+    }
+}
+
 Result IcModule::power_on(Place place) {
     Inserted* inserted = at(place);
     if (inserted == nullptr) return {Outcome::no_card, {}};

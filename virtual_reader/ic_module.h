@@ -48,6 +48,9 @@ class IcModule {
     void remove(std::string_view name);
     void remove_all();
 
+    // The power of all cards is gone.
+    void power_off_all();
+
     Result power_on(Place place);
     Result power_off(Place place);
     Result transmit(Place place, View command);

@@ -1,5 +1,6 @@
-// virtual-reader: a reader with cards in it on a pseudo-terminal. Prints the device's name, then
-// serves until its standard input ends; lines there move cards (see desk_control.h).
+// virtual-reader: a reader with cards in it on a pseudo-terminal. Prints the device's name, also
+// when it has become another one, then serves until its standard input ends; lines there move cards
+// (see desk_control.h).
 #include <array>
 #include <chrono>
 #include <csignal>
@@ -43,10 +44,14 @@ class InputLines {
 
 void serve(Reader& reader) {
     SerialLine line;
-    std::cout << line.device() << std::endl;
+    std::string shown;
     InputLines input;
-    constexpr int poll_ms = 50;
+    constexpr int poll_ms = 5;  // answers that are late on purpose come this much later at the most
     while (stopped == 0) {
+        if (shown != line.device()) {
+            shown = line.device();
+            std::cout << shown << std::endl;
+        }
         std::array<pollfd, 2> sources{{{STDIN_FILENO, POLLIN, 0}, {line.descriptor(), POLLIN, 0}}};
         poll(sources.data(), sources.size(), poll_ms);
         if (sources[0].revents != 0) {
@@ -67,7 +72,7 @@ int main(int argc, char** argv) {
     CLI::App app{
         "A card reader with cards in it, in software, on a pseudo-terminal.\n"
         "Prints the device to open, then serves until its standard input ends. Lines there:\n"
-        "  insert NAME [slot N], remove NAME, status, help, quit"};
+        "  insert NAME [slot N], remove NAME, fault ..., unplug, plug, status, help, quit"};
     std::string deck;
     bool show_deck = false;
     app.add_option("--deck", deck,

@@ -107,6 +107,18 @@ bool begins_with(View body, std::initializer_list<std::uint8_t> bytes, std::size
 
 }  // namespace
 
+void Reader::plug_in() {
+    faults_.plug();
+    stream_.listen_for_id(false);
+    stream_.forget();
+    ic_.power_off_all();
+    magnetic_.reset();
+    baud_ = settings_.baud;
+    base_baud_.reset();
+    pass_through_port_ = 'A';
+    mode_ = 'B';
+}
+
 void Reader::insert(std::string_view name, int slot) {
     if (magnetic_.has(name)) return magnetic_.insert(name);
     if (id_.has(name)) return id_.insert(name);

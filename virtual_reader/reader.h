@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "faults/script.h"
 #include "ic_module.h"
 #include "id_module.h"
 #include "magnetic_module.h"
@@ -43,6 +44,13 @@ class Reader {
     const MagneticModule& magnetic() const { return magnetic_; }
     IdModule& id() { return id_; }
     const IdModule& id() const { return id_; }
+
+    // What the links do to its answers on the way.
+    FaultScript& faults() { return faults_; }
+    const FaultScript& faults() const { return faults_; }
+
+    // Plugs it in, again or for the first time: it begins anew, with the cards where they are.
+    void plug_in();
 
     // Puts a card, from whichever module's drawer, where it belongs; the slot is for contact cards.
     // Both throw std::invalid_argument as IcModule does.
@@ -93,6 +101,7 @@ class Reader {
     ReaderSettings settings_;
     int baud_;
     ReaderCounts counts_;
+    FaultScript faults_;
     RequestStream stream_;
     IcModule ic_;
     MagneticModule magnetic_;

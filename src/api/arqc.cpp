@@ -14,6 +14,7 @@
 #include "cards/tlv.h"
 #include "status.h"
 #include "support/log.h"
+#include "support/pointers.h"
 #include "support/text.h"
 
 unsigned char g_IccAppData[8000];
@@ -251,6 +252,7 @@ void write_selection(const api::PaymentFlow& flow, char* out) noexcept {
 
 int PBOC_BuildARQCBack(const unsigned char* answer, int length, unsigned char* out,
                        int* out_length) {
+    if (any_null(answer, out, out_length)) return status::invalid_argument;
     const Bytes data = cards::bytes_of(answer, length);
     ObjectRun run;
     if (tlv::find(data, tag_cryptogram)) {
@@ -291,6 +293,7 @@ int generate_arqc(const ArqcFlow& kind_of_flow, int slot, const char* transactio
 
 int RD_ICGenARQC(int slot, const char* transaction, int out_size, char* out, int* card_kind,
                  int timeout_s) {
+    if (any_null(transaction, out, card_kind)) return status::invalid_parameter;
     constexpr api::ArqcFlow flow{
         .options = {},
         .takes_terminal_fields = false,

@@ -12,6 +12,7 @@
 #include "cards/tlv.h"
 #include "status.h"
 #include "support/log.h"
+#include "support/pointers.h"
 #include "support/text.h"
 
 using namespace deskreader;
@@ -127,6 +128,7 @@ int read_card_information(const InformationFlow& kind_of_flow, int slot, const c
 }  // namespace deskreader::api
 
 int RD_ICGetInfo(int slot, const char* tag_list, int, char* out, int timeout_s) {
+    if (any_null(tag_list, out)) return status::invalid_parameter;
     constexpr api::InformationFlow flow{
         .options = {},
         .looks_into_options = true,

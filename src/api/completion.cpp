@@ -17,6 +17,7 @@
 #include "cards/tlv.h"
 #include "status.h"
 #include "support/log.h"
+#include "support/pointers.h"
 #include "support/text.h"
 
 using namespace deskreader;
@@ -224,6 +225,7 @@ int complete_transaction(const Completion& completion) noexcept {
 
 int RD_ICExeScript_TC(int slot, const char* transaction, const char* issuer_text, int result_size,
                       char* result, int, char* cryptogram) {
+    if (any_null(result, cryptogram)) return status::invalid_parameter;
     return api::complete_transaction({
         .slot = slot,
         .transaction = transaction,
@@ -237,6 +239,7 @@ int RD_ICExeScript_TC(int slot, const char* transaction, const char* issuer_text
 }
 
 int RD_ICExeScript(int slot, const char* transaction, const char* issuer_text, int, char* result) {
+    if (any_null(result)) return status::invalid_parameter;
     const api::PoweredCard card(slot);
     if (!api::is_transaction_text(transaction) || !is_issuer_text(issuer_text))
         return api::fail("szTxdata Error!\r\n", status::invalid_parameter);

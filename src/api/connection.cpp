@@ -8,6 +8,7 @@
 #include "device/context.h"
 #include "status.h"
 #include "support/config.h"
+#include "support/pointers.h"
 
 long long g_DevBaud = 9600;
 int g_IsCancelWait = 0;
@@ -61,6 +62,7 @@ int reopen() noexcept {
 
 int RD_InitConnect(int port, int baud, int bp_port, int no_info, int, char* info,
                    int* info_length) {
+    if (no_info == 0 && any_null(info, info_length)) return status::invalid_parameter;
     int result = Ovan_Open(&context, port, baud, port_character(bp_port));
     if (result != status::ok) {
         GLogE("OpenDevice Error!\r\n");
@@ -71,6 +73,7 @@ int RD_InitConnect(int port, int baud, int bp_port, int no_info, int, char* info
 }
 
 int RD_InitConnect_PID(int vid, int pid, int, char* info, int* info_length) {
+    if (any_null(info, info_length)) return status::invalid_parameter;
     int result = Ovan_Open_PID(&context, vid, pid);
     if (result != status::ok) {
         GLogE("OpenDevice Error!\r\n");
@@ -114,6 +117,7 @@ int RD_DisConnect(void) {
 }
 
 int RD_GetDevInfo(int no_info, char* info, int* info_length) {
+    if (no_info == 0 && any_null(info, info_length)) return status::invalid_parameter;
     int result = status::ok;
     if (no_info == 0) {
         result = IC_GetDevInfo(&context, as_bytes(info), info_length, command_limit_ms);
@@ -160,6 +164,7 @@ int RD_ChangeMode(int mode) {
 }
 
 int RD_ChangeBaud(int baud, long long* old_baud) {
+    if (any_null(old_baud)) return status::invalid_parameter;
     const bool serial = device::is_serial(context);
     if (serial) {
         *old_baud = static_cast<int>(DC_GetCOMBaud(&context));
@@ -185,6 +190,7 @@ void RD_SetSlot(int slot) {
 }
 
 int RD_GetDevSn(char* serial_number, int* length) {
+    if (any_null(serial_number, length)) return status::invalid_parameter;
     std::array<unsigned char, 512> info{};
     int info_length = 0;
     const int result = IC_GetDevAllInfo(&context, info.data(), &info_length, command_limit_ms);
@@ -195,6 +201,7 @@ int RD_GetDevSn(char* serial_number, int* length) {
 }
 
 int RD_SetDevSn(const char* serial_number, int length) {
+    if (any_null(serial_number)) return status::invalid_parameter;
     const auto* bytes = reinterpret_cast<const unsigned char*>(serial_number);
     return IC_SetDevSn(&context, bytes, length, command_limit_ms);
 }

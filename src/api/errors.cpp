@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "status.h"
+#include "support/pointers.h"
 
 namespace status = deskreader::status;
 
@@ -156,6 +157,7 @@ int RD_GetErrorCode(int code) {
 }
 
 int RD_GetErrInfo(int code, int, char* text, int* text_length) {
+    if (deskreader::any_null(text, text_length)) return status::invalid_parameter;
     const std::string_view message = message_of(code);
     std::memcpy(text, message.data(), message.size());
     text[message.size()] = '\0';

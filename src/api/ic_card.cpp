@@ -9,6 +9,7 @@
 #include "api/card_wait.h"
 #include "api/slot.h"
 #include "status.h"
+#include "support/pointers.h"
 
 int g_IcType = 0;
 
@@ -91,6 +92,7 @@ int power_off(Slot slot) noexcept {
 
 int RD_IcPowerOn(int slot, int atr_room, char* atr, int* atr_length, int* card_type,
                  int timeout_s) {
+    if (any_null(atr, atr_length, card_type)) return status::invalid_parameter;
     const Slot wanted = api::slot_of(slot);
     IcPowerOn card(wanted, card_type);
     return api::power_on(card, wanted == Slot::automatic ? wait_for_both_kinds : wait_for_one_kind,
@@ -105,6 +107,7 @@ int RD_IcPowerOff(int slot) {
 
 int RD_IcAPDU(int slot, const char* apdu, int apdu_length, int, char* response,
               int* response_length) {
+    if (any_null(apdu, response, response_length)) return status::invalid_parameter;
     if (!is_apdu_text(apdu, apdu_length)) {
         GLogE("ApduData Error!\r\n");
         return status::invalid_parameter;
@@ -130,12 +133,14 @@ int RD_IcAPDU(int slot, const char* apdu, int apdu_length, int, char* response,
 }
 
 int RD_CardDetect(int* card_state) {
+    if (any_null(card_state)) return status::invalid_parameter;
     const int result = IC_CardDetect(&context, detect_any, card_state, detect_limit_ms);
     if (result != status::ok) GLogE("IC_CardDetect Error!\r\n");
     return result;  // kept: an internal number
 }
 
 int IsHexDataValue(const char* text) {
+    if (any_null(text)) return 0;
     const std::size_t bad = std::string_view(text).find_first_not_of("0123456789ABCDEF");
     if (bad == std::string_view::npos) return 1;
     GLogI("szHexData[%d] = %02X\r\n", static_cast<int>(bad), static_cast<unsigned char>(text[bad]));

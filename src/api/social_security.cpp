@@ -10,6 +10,7 @@
 #include "api/payment_flow.h"
 #include "cards/tlv.h"
 #include "status.h"
+#include "support/pointers.h"
 #include "support/text.h"
 
 using namespace deskreader;
@@ -122,6 +123,7 @@ int read_elements(int slot, Text& text) noexcept {
 }  // namespace
 
 int RD_SSCReadInfo(int slot, char* out, int timeout_s) {
+    if (any_null(out)) return status::invalid_parameter;
     api::PoweredCard card;
     const int powered = card.power_on(slot, timeout_s);
     if (powered != status::ok) return powered;

@@ -12,6 +12,7 @@
 #include "cards/tlv.h"
 #include "status.h"
 #include "support/log.h"
+#include "support/pointers.h"
 
 using namespace deskreader;
 using api::Bytes;
@@ -94,11 +95,13 @@ int read_transaction_log(const FlowOptions& options, int slot, char* out, int ti
 }  // namespace deskreader::api
 
 int RD_ICGetDetail(int slot, int, char* out, int timeout_s) {
+    if (any_null(out)) return status::invalid_parameter;
     int kind = 0;
     return api::read_transaction_log({}, slot, out, timeout_s, kind);
 }
 
 int RD_ICGetCircllog(int slot, int, char* out, int timeout_s) {
+    if (any_null(out)) return status::invalid_parameter;
     // kept: stricter than the transaction log.
     constexpr api::FlowOptions options{.ends_when_blocked = true};
     int kind = 0;

@@ -12,6 +12,7 @@
 
 #include "status.h"
 #include "support/log.h"
+#include "support/pointers.h"
 
 namespace deskreader::cards {
 namespace {
@@ -140,6 +141,7 @@ using namespace deskreader;
 
 int PBOC_IcAPDU(DEVCONTEXT* device, int slot, unsigned char* command, int length,
                 unsigned char* response, int* response_length) {
+    if (any_null(command, response, response_length)) return status::invalid_argument;
     std::memset(response, 0, 8);
     *response_length = 0;
     if (length < 1) return status::invalid_argument;

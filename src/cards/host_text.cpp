@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "status.h"
+#include "support/pointers.h"
 
 namespace deskreader::host_text {
 namespace {
@@ -54,6 +55,7 @@ using namespace deskreader;
 
 int PBOC_GetSimpTagValue(const char* key, int key_length, const char* text, int, char* value,
                          int* value_length) {
+    if (any_null(key, text, value, value_length)) return status::invalid_argument;
     const std::string_view wanted(key, static_cast<std::size_t>(key_length < 0 ? 0 : key_length));
     const auto found = host_text::find_field(text, wanted);
     if (!found) return status::failed;
@@ -63,15 +65,18 @@ int PBOC_GetSimpTagValue(const char* key, int key_length, const char* text, int,
 }
 
 int IsTagListValue(const char* text) {
+    if (any_null(text)) return 0;
     const bool has_capital =
         std::string_view(text).find_first_of(host_text::capital_letters) != std::string_view::npos;
     return has_capital ? 1 : 0;
 }
 
 int IsPbocDataValue(const char* text) {
+    if (any_null(text)) return 0;
     return host_text::holds_only(text, host_text::digits_and_capitals);
 }
 
 int IsNumDataValue(const char* text) {
+    if (any_null(text)) return 0;
     return host_text::holds_only(text, host_text::decimal_digits);
 }

@@ -7,6 +7,7 @@
 #include "cards/bytes.h"
 #include "cards/reader_command.h"
 #include "status.h"
+#include "support/pointers.h"
 
 int g_Slot = 0;
 
@@ -214,11 +215,13 @@ int IC_SetBaud(DEVCONTEXT* device, int baud) {
 }
 
 int IC_PowerOn(DEVCONTEXT* device, unsigned char* answer, int* answer_length, int timeout_ms) {
+    if (any_null(answer, answer_length)) return status::invalid_argument;
     return run_for_data(power_on, device, {}, timeout_ms, cards::short_reply, answer,
                         answer_length);
 }
 
 int IC_RFPowerOn(DEVCONTEXT* device, unsigned char* answer, int* answer_length, int timeout_ms) {
+    if (any_null(answer, answer_length)) return status::invalid_argument;
     return run_for_data(rf_power_on, device, {}, timeout_ms, cards::short_reply, answer,
                         answer_length);
 }
@@ -233,15 +236,18 @@ int IC_RFPowerOff(DEVCONTEXT* device, int timeout_ms) {
 
 int IC_APDU(DEVCONTEXT* device, const unsigned char* command, int length, unsigned char* response,
             int* response_length, int timeout_ms) {
+    if (any_null(command, response, response_length)) return status::invalid_argument;
     return exchange_apdu(apdu, device, command, length, response, response_length, timeout_ms);
 }
 
 int IC_RFAPDU(DEVCONTEXT* device, const unsigned char* command, int length, unsigned char* response,
               int* response_length, int timeout_ms) {
+    if (any_null(command, response, response_length)) return status::invalid_argument;
     return exchange_apdu(rf_apdu, device, command, length, response, response_length, timeout_ms);
 }
 
 int IC_GetDevInfo(DEVCONTEXT* device, unsigned char* info, int* info_length, int timeout_ms) {
+    if (any_null(info, info_length)) return status::invalid_argument;
     Reply reply;
     const int result = cards::run(dev_info, device, {}, timeout_ms, reply);
     if (result != status::ok || !reply.has_status()) return result;
@@ -261,6 +267,7 @@ int IC_Beep(DEVCONTEXT* device, int duration, int p1, int p2, int timeout_ms) {
 }
 
 int IC_CardDetect(DEVCONTEXT* device, int parameter, int* state, int timeout_ms) {
+    if (any_null(state)) return status::invalid_argument;
     const std::uint8_t arguments[] = {low_byte(parameter)};
     Reply reply;
     const int result = cards::run(card_detect, device, arguments, timeout_ms, reply);
@@ -274,11 +281,13 @@ int IC_DevReset(DEVCONTEXT* device) {
 }
 
 int IC_GetDevAllInfo(DEVCONTEXT* device, unsigned char* info, int* info_length, int timeout_ms) {
+    if (any_null(info, info_length)) return status::invalid_argument;
     return run_for_data(all_info, device, {}, timeout_ms, cards::short_reply, info, info_length);
 }
 
 int IC_SetDevSn(DEVCONTEXT* device, const unsigned char* serial_number, int length,
                 int timeout_ms) {
+    if (any_null(serial_number)) return status::invalid_argument;
     std::array<std::uint8_t, serial_number_size> field{};
     std::copy_n(serial_number, std::clamp(length, 0, static_cast<int>(field.size())),
                 field.begin());

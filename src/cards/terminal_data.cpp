@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "status.h"
+#include "support/pointers.h"
 
 // The stores: tag, length, value (hexadecimal), one object a line.
 
@@ -108,6 +109,7 @@ using namespace deskreader;
 
 int PBOC_BuildDOL(DEVCONTEXT*, int, const unsigned char* list, int list_length, unsigned char* out,
                   int* out_length) {
+    if (any_null(list, out, out_length)) return status::invalid_argument;
     if (list_length < 0) list_length = 0;
     std::size_t filled = 0;
     const tlv::Bytes entries(list, static_cast<std::size_t>(list_length));

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "status.h"
+#include "support/pointers.h"
 
 namespace deskreader::tlv {
 namespace {
@@ -70,6 +71,7 @@ using namespace deskreader;
 
 int PBOC_GetTagValue(const unsigned char* tag, int tag_length, const unsigned char* data,
                      int data_length, unsigned char* value, int* value_length) {
+    if (any_null(tag, data, value, value_length)) return status::invalid_argument;
     std::memset(value, 0, 8);  // kept: whatever the value's length
     *value_length = 0;
     const auto object =
@@ -82,6 +84,7 @@ int PBOC_GetTagValue(const unsigned char* tag, int tag_length, const unsigned ch
 
 int PBOC_SetTagValue(const unsigned char* tag, int tag_length, unsigned char* data, int data_length,
                      const unsigned char* value, int length) {
+    if (any_null(tag, data, value)) return status::invalid_argument;
     const tlv::Bytes wanted = cards::bytes_of(tag, tag_length);
     tlv::Walker walker(cards::bytes_of(data, data_length), tlv::LongTemplate::is_entered);
     while (const auto object = walker.next()) {
@@ -95,6 +98,7 @@ int PBOC_SetTagValue(const unsigned char* tag, int tag_length, unsigned char* da
 
 int PBOC_GetTagInDOL(const unsigned char* entry, int remaining, unsigned char* tag, int* tag_length,
                      int* header_length) {
+    if (any_null(entry, tag, tag_length, header_length)) return status::invalid_argument;
     const tlv::ListEntry first = tlv::first_entry(cards::bytes_of(entry, remaining));
     std::memcpy(tag, first.tag, first.tag_size);
     *tag_length = static_cast<int>(first.tag_size);

@@ -23,6 +23,7 @@
 #include "device/transport.h"
 #include "status.h"
 #include "support/clock.h"
+#include "support/pointers.h"
 
 namespace deskreader::device {
 namespace {
@@ -62,6 +63,7 @@ int hid_get_input_report_length(void* handle) {
 }
 
 int hid_write_modeid(void* handle, const void* data, size_t length, int mode_id) {
+    if (any_null(data)) return status::invalid_argument;
     if (hid_get_output_report_length(handle) < static_cast<int>(device::output_header))
         return status::not_permitted;
     const std::size_t count = std::min(length, device::max_payload);
@@ -75,6 +77,7 @@ int hid_write_modeid(void* handle, const void* data, size_t length, int mode_id)
 }
 
 int hid_read_modeid(void* handle, void* buffer, size_t room, int timeout_ms) {
+    if (any_null(buffer)) return status::invalid_argument;
     if (hid_get_input_report_length(handle) < static_cast<int>(device::output_header))
         return status::not_permitted;
     std::array<unsigned char, device::report_size> report{};
@@ -89,6 +92,7 @@ int hid_read_modeid(void* handle, void* buffer, size_t room, int timeout_ms) {
 }
 
 void* HID_open(DEVCONTEXT* target) {
+    if (any_null(target)) return device::failed_handle(status::invalid_argument);
     const int entries = std::min(DC_GetUsbListSize(target), device::max_usb_ids);
     for (int entry = 0; entry < entries; ++entry) {
         hid_device* opened =
@@ -106,6 +110,7 @@ void* HID_open(DEVCONTEXT* target) {
 
 int HID_read(void* handle, unsigned char* buffer, unsigned length, unsigned timeout_ms,
              COMM_PacketIsEnd is_end) {
+    if (any_null(buffer)) return status::invalid_argument;
     device::cancel_flag::clear();
     if (is_end != nullptr) {
         return device::gather(handle, {buffer, length}, timeout_ms, is_end, 1,
@@ -118,6 +123,7 @@ int HID_read(void* handle, unsigned char* buffer, unsigned length, unsigned time
 }
 
 int HID_write(void* handle, const unsigned char* data, unsigned length, unsigned timeout_ms) {
+    if (any_null(data)) return status::invalid_argument;
     const std::uint64_t begin = GetTickCount();
     const std::uint64_t limit = device::limit_of(timeout_ms);
     unsigned sent = 0;

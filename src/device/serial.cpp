@@ -19,6 +19,7 @@
 #include "status.h"
 #include "support/bounded.h"
 #include "support/descriptor.h"
+#include "support/pointers.h"
 
 namespace deskreader::device {
 namespace {
@@ -88,6 +89,7 @@ int receive_slice(void* handle, std::span<unsigned char> room) {
 using namespace deskreader;
 
 int GSetComName(int index, const char* name) {
+    if (any_null(name)) return status::invalid_argument;
     if (index < 0 || index >= device::port_count) return status::failed;
     bounded::copy_text(device::port_names[index], name);
     return status::ok;
@@ -141,6 +143,7 @@ int GReadCom(void* handle, unsigned char* buffer, unsigned long length, int wait
 }
 
 void* COM_open(DEVCONTEXT* target) {
+    if (any_null(target)) return device::failed_handle(status::invalid_argument);
     void* handle = GOpenCom(DC_GetCOMPort(target), static_cast<int>(DC_GetCOMBaud(target)));
     if (handle == nullptr) return device::failed_handle(status::not_found);
     DC_SetOutputBufSize(target, device::output_payload);
@@ -149,6 +152,7 @@ void* COM_open(DEVCONTEXT* target) {
 
 int COM_read(void* handle, unsigned char* buffer, unsigned length, unsigned timeout_ms,
              COMM_PacketIsEnd is_end) {
+    if (any_null(buffer)) return status::invalid_argument;
     device::cancel_flag::clear();
     if (is_end != nullptr) {
         return device::gather(handle, {buffer, length}, timeout_ms, is_end, device::asks_per_pass,
@@ -162,6 +166,7 @@ int COM_read(void* handle, unsigned char* buffer, unsigned length, unsigned time
 }
 
 int COM_write(void* handle, const unsigned char* data, unsigned length, unsigned timeout_ms) {
+    if (any_null(data)) return status::invalid_argument;
     const auto limit =
         static_cast<int>(std::min<std::uint64_t>(device::limit_of(timeout_ms), INT_MAX));
     const int result = GWriteCom(handle, data, length, limit);

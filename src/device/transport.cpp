@@ -8,6 +8,7 @@
 
 #include "device/context.h"
 #include "device/hid.h"
+#include "support/pointers.h"
 
 namespace deskreader::device {
 namespace {
@@ -90,6 +91,7 @@ const COMM_OPS* _COMM_FindAdapter(const char* name) {
 }
 
 int _COMM_ValidateParam(DEVCONTEXT* target) {
+    if (any_null(target)) return 0;
     const std::string_view type = device::interface_type(*target);
     const COMM_OPS* ops = device::find_adapter(type);
     if (ops == nullptr) return 0;
@@ -99,7 +101,7 @@ int _COMM_ValidateParam(DEVCONTEXT* target) {
 }
 
 int COMM_Open(DEVCONTEXT* target) {
-    if (target == nullptr || _COMM_ValidateParam(target) == 0) return status::no_device;
+    if (_COMM_ValidateParam(target) == 0) return status::no_device;
     if (DC_IsOpen(target) == 0) {
         void* handle = DC_GetInterfaceOps(target)->open(target);
         if (device::is_failed_handle(handle)) return status::not_found;
@@ -129,6 +131,7 @@ int COMM_Write(DEVCONTEXT* target, const unsigned char* data, unsigned length,
 }
 
 int COMM_Close(DEVCONTEXT* target) {
+    if (any_null(target)) return status::invalid_argument;
     return static_cast<int>(DC_ReleaseDeviceRef(target));
 }
 

@@ -11,6 +11,7 @@
 #include "support/clock.h"
 #include "support/config.h"
 #include "support/log.h"
+#include "support/pointers.h"
 
 unsigned int g_Bp = 0;
 
@@ -67,6 +68,7 @@ int configured_baud(DEVCONTEXT* target, const char* key) noexcept {
 }  // namespace
 
 int Ovan_Open(DEVCONTEXT* target, int port, int baud, int bp_port) {
+    if (any_null(target)) return status::invalid_argument;
     if (DC_IsOpen(target) != 0) return status::ok;
     DC_Init(target);
     if (port == 0) {
@@ -82,6 +84,7 @@ int Ovan_Open(DEVCONTEXT* target, int port, int baud, int bp_port) {
 }
 
 int Ovan_Open_PID(DEVCONTEXT* target, int vid, int pid) {
+    if (any_null(target)) return status::invalid_argument;
     if (DC_IsOpen(target) != 0) return status::ok;
     DC_Init(target);
     use_usb(target, vid, pid);
@@ -89,12 +92,14 @@ int Ovan_Open_PID(DEVCONTEXT* target, int vid, int pid) {
 }
 
 int Ovan_Close(DEVCONTEXT* target) {
+    if (any_null(target)) return status::invalid_argument;
     if (g_Bp == 1) send_bp_command(target, bp_release);
     COMM_Close(target);
     return status::ok;
 }
 
 int Ovan_SetBpPort(DEVCONTEXT* target, int port) {
+    if (any_null(target)) return status::invalid_argument;
     g_Bp = 0;
     const auto character = static_cast<signed char>(port);
     if (character >= first_bp_port && character <= last_bp_port) {
@@ -113,6 +118,7 @@ int Ovan_Reset(DEVCONTEXT* target, int timeout_ms) {
 }
 
 int Ovan_ChangeMode(DEVCONTEXT* target, int mode) {
+    if (any_null(target)) return status::invalid_argument;
     for (const ModeCommand& row : mode_commands) {
         if (row.mode != static_cast<signed char>(mode)) continue;
         const bool plain = configured_baud(target, row.baud_key) == plain_baud;

@@ -19,6 +19,7 @@
 #include "protocol/module.h"
 #include "status.h"
 #include "support/log.h"
+#include "support/pointers.h"
 
 using namespace deskreader;
 
@@ -120,9 +121,11 @@ int RAWC_SendCmd(DEVCONTEXT* target, const unsigned char* command, int command_l
 }
 
 int MsrPacketIsEnd(unsigned char* received, unsigned length) {
+    if (any_null(received)) return 0;
     return has_pair({received, length}, 0x3F, "\x1C");
 }
 
 int MsrWriteIsEnd(unsigned char* received, unsigned length) {
+    if (any_null(received)) return 0;
     return has_pair({received, length}, 'r', "qp");
 }

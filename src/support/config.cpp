@@ -27,6 +27,7 @@
 #include "status.h"
 #include "support/bounded.h"
 #include "support/descriptor.h"
+#include "support/pointers.h"
 
 namespace deskreader::config {
 namespace {
@@ -159,11 +160,13 @@ int GSetDllPath(const char* path) {
 }
 
 int GGetDllPath(int, char* out) {
+    if (any_null(out)) return status::invalid_argument;
     std::strcpy(out, config::library_path);
     return status::ok;
 }
 
 int GGetConfigInt(const char* section, const char* key, int fallback, int* out) {
+    if (any_null(out)) return status::invalid_argument;
     if (section == nullptr || key == nullptr) {
         *out = fallback;
         return status::ok;
@@ -194,6 +197,7 @@ int GSetConfigString(const char* section, const char* key, const char* value) {
 
 int _IniReadValue(const char* section, const char* key, const char* fallback, char* out,
                   const char* path) {
+    if (any_null(section, key, fallback, out)) return status::invalid_argument;
     const Descriptor file = config::open_existing(path);
     bool found = false;
     if (file.is_open()) {
@@ -216,6 +220,7 @@ int _IniReadValue(const char* section, const char* key, const char* fallback, ch
 }
 
 int _IniWriteValue(const char* section, const char* key, const char* value, const char* path) {
+    if (any_null(section, key, value)) return status::invalid_argument;
     Descriptor file = config::open_existing(path);
     if (!file.is_open()) return status::ok;
     config::PieceReader reader(file.get());

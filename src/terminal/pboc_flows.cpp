@@ -16,6 +16,7 @@
 #include "cards/bytes.h"
 #include "cards/tlv.h"
 #include "status.h"
+#include "support/pointers.h"
 
 using namespace deskreader;
 using api::Bytes;
@@ -83,6 +84,7 @@ Bytes application_data_of(Bytes given) noexcept {
 
 int RD_ICGetInfo_KP(int* card_type, const char* application, const char* tag_list, int, char* out,
                     int timeout_s) {
+    if (any_null(card_type, tag_list, out)) return status::invalid_parameter;
     const api::InformationFlow flow{
         .options = options_for(application, Pdol::is_needed),
         .looks_into_options = false,
@@ -96,6 +98,7 @@ int RD_ICGetInfo_KP(int* card_type, const char* application, const char* tag_lis
 
 int RD_ICGenARQC_KP(int* card_type, const char* application, const char* transaction, int out_size,
                     char* out, int timeout_s, char* selection) {
+    if (any_null(card_type, transaction, out, selection)) return status::invalid_parameter;
     const api::ArqcFlow flow{
         .options = options_for(application, Pdol::is_needed),
         .takes_terminal_fields = true,
@@ -111,6 +114,7 @@ int RD_ICGenARQC_KP(int* card_type, const char* application, const char* transac
 int RD_ICExeScript_KP(int slot, const char* transaction, const char* issuer_text, int result_size,
                       char* result, int, char* cryptogram, int data_size,
                       const unsigned char* data) {
+    if (any_null(result, cryptogram, data)) return status::invalid_parameter;
     const Bytes given = cards::bytes_of(data, data_size);
     GLogI("iAppDataLen = %d\r\n", data_size);
     GLogI("g_IccAppData = %.*s\r\n", static_cast<int>(given.size()),
@@ -128,6 +132,7 @@ int RD_ICExeScript_KP(int slot, const char* transaction, const char* issuer_text
 }
 
 int RD_ICGetDetail_KP(int* card_type, const char* application, int, char* out, int timeout_s) {
+    if (any_null(card_type, out)) return status::invalid_parameter;
     int kind = *card_type;
     const int result = api::read_transaction_log(options_for(application, Pdol::may_be_absent),
                                                  *card_type, out, timeout_s, kind);

@@ -285,13 +285,13 @@ TEST(Deck, RefusesANumberBeyondAllNumbers) {
 TEST(Deck, SaysWhatWasExpectedAndFound) {
     const std::pair<const char*, const char*> rows[] = {
         {"[]", "deck: /: expected an object, found array"},
-        {R"({"card": []})", "deck: /card: unknown key, expected one of reader, cards"},
+        {R"({"card": []})", "deck: /card: unknown key, expected one of reader, cards, faults"},
         {R"({"cards": {}})", "deck: /cards: expected an array, found object"},
         {R"({"cards": [{"type": "iso"}]})", "deck: /cards/0: expected a key name"},
         {R"({"cards": [7]})", "deck: /cards/0: expected an object, found 7"},
         {R"({"cards": [{"name": "x"}]})", "deck: /cards/0: expected a key type"},
         {R"({"cards": [{"type": "emv", "name": "x"}]})",
-         R"(deck: /cards/0/type: expected one of "iso", "payment", "purse", "social-security", "magnetic", "identity", "mifare-classic", "ultralight-c", found "emv")"},
+         R"(deck: /cards/0/type: expected one of "iso", "payment", "purse", "social-security", "magnetic", "identity", "mifare-classic", "ultralight-c", "hostile", found "emv")"},
         {R"({"cards": [{"type": "iso", "name": "a b"}]})",
          R"(deck: /cards/0/name: expected a name without blanks, found "a b")"},
         {R"({"cards": [{"type": "iso", "name": "a"}, {"type": "iso", "name": "a"}]})",

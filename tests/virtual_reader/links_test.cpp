@@ -117,6 +117,58 @@ TEST_F(Usb, SplitsTheBlocksOfAnIdentityCard) {
     EXPECT_EQ(sizes, expected);
 }
 
+TEST_F(Usb, SendsWhatFaultsLeave) {
+    reader_->faults().add(fault_from_words({"split", "count", "8"}));
+    reader_->faults().add(fault_from_words({"report"}));
+    reader_->faults().add(fault_from_words({"truncate", "at", "9"}));
+    port_.write_report(output_report(2, ic_frame(hex("E1 01"))));
+    EXPECT_EQ(port_.read_report(100ms), Bytes{}) << "an empty report";
+    Bytes expected = kit::join({{0x02, 0x08}, kit::ascii("6007003B")});
+    expected.resize(64);
+    EXPECT_EQ(port_.read_report(100ms), expected);
+    expected = kit::join({{0x02, 0x01}, kit::ascii("0")});
+    expected.resize(64);
+    EXPECT_EQ(port_.read_report(100ms), expected);
+    EXPECT_FALSE(port_.read_report(1ms));
+}
+
+TEST_F(Usb, ADelayedAnswerComesByTheClockOfThePort) {
+    std::chrono::milliseconds time{0};
+    UsbPort port(*reader_, [&time] { return time; });
+    reader_->faults().add(fault_from_words({"delay", "ms", "700"}));
+    reader_->faults().add(fault_from_words({"split", "count", "10", "ms", "200"}));
+    EXPECT_FALSE(port.next_report_in());
+    port.write_report(output_report(2, ic_frame(hex("E1 01"))));
+    EXPECT_EQ(port.next_report_in(), 700ms);
+    time = 699ms;
+    EXPECT_FALSE(port.take_report());
+    time = 700ms;
+    EXPECT_TRUE(port.take_report());
+    EXPECT_EQ(port.next_report_in(), 200ms);
+    EXPECT_FALSE(port.take_report());
+    time = 900ms;
+    EXPECT_TRUE(port.take_report());
+}
+
+TEST_F(Usb, ADelayedAnswerEndsAWait) {
+    reader_->faults().add(fault_from_words({"delay", "ms", "20"}));
+    port_.write_report(output_report(2, ic_frame(hex("E1 01"))));
+    EXPECT_FALSE(port_.read_report(1ms));
+    EXPECT_TRUE(port_.read_report(10s));
+}
+
+TEST_F(Usb, UnplugsItselfInTheMiddleOfAnAnswer) {
+    reader_->faults().add(fault_from_words({"unplug", "at", "3"}));
+    port_.write_report(output_report(2, ic_frame(hex("E1 01"))));
+    EXPECT_FALSE(port_.is_plugged());
+    EXPECT_EQ(port_.read_report(10s)->at(1), 3) << "what came before can be read";
+    EXPECT_FALSE(port_.read_report(10s));
+    EXPECT_EQ(port_.write_report(output_report(2, ic_frame(hex("E1 01")))), -1);
+    port_.plug();
+    port_.write_report(output_report(2, ic_frame(hex("E1 01"))));
+    EXPECT_TRUE(port_.read_report(100ms));
+}
+
 // A host that has the line's other end open as a raw port.
 class Host {
   public:
@@ -225,6 +277,50 @@ TEST(SerialLink, ALateAnswerThatNobodyHearsIsLost) {
     EXPECT_EQ(host.hear(0x1C, 50ms), Bytes{});
     host.say(hex("1B 5D"));
     EXPECT_EQ(host.hear(0x1C, 2s), hex("1B 73 7F 3F 1C"));
+}
+
+TEST(SerialLink, SendsWhatFaultsLeave) {
+    SerialReader reader(reader_from_deck(default_deck(), "built-in"));
+    const Host host(reader.device(), B9600);
+    reader.with_reader([](Reader& one) {
+        one.faults().add(fault_from_words({"split", "ms", "2"}));
+        one.faults().add(fault_from_words({"report"}));
+        one.faults().add(fault_from_words({"noise", "bytes", "FE"}));
+        one.faults().add(fault_from_words({"delay", "ms", "60"}));
+    });
+    EXPECT_EQ(host.exchange(ic_frame(hex("E1 01")), 10ms), Bytes{});
+    EXPECT_EQ(host.hear(0x03, 2s),
+              kit::join({hex("FE"), kit::ascii("6007003B044445534842"), hex("03")}));
+}
+
+TEST(SerialLink, WhatIsLateIsLostWhenItIsPluggedInAgain) {
+    SerialReader reader(reader_from_deck(default_deck(), "built-in"));
+    const Host host(reader.device(), B9600);
+    reader.with_reader([](Reader& one) {
+        one.faults().add(fault_from_words({"delay", "ms", "300"}));
+    });
+    EXPECT_EQ(host.exchange(ic_frame(hex("E1 01")), 10ms), Bytes{});
+    reader.with_reader([](Reader& one) { one.plug_in(); });
+    EXPECT_EQ(host.hear(0x03, 600ms), Bytes{});
+    EXPECT_EQ(host.exchange(ic_frame(hex("E1 01")), 2s), ic_frame(hex("00 3B 04 44 45 53 48")));
+}
+
+TEST(SerialLink, AnUnpluggedReaderTakesTheLineAway) {
+    SerialReader reader(reader_from_deck(default_deck(), "built-in"));
+    {
+        const Host host(reader.device(), B9600);
+        reader.with_reader([](Reader& one) { one.faults().add(fault_from_words({"unplug"})); });
+        EXPECT_EQ(host.exchange(ic_frame(hex("E1 01")), 2s), Bytes{}) << "the line hangs up";
+        EXPECT_FALSE(reader.with_reader([](Reader& one) { return one.faults().is_plugged(); }));
+    }
+    EXPECT_EQ(reader.with_reader([](Reader& one) { return one.counts().requests; }), 1);
+    const auto is_there = [&] { return access(reader.device().c_str(), F_OK) == 0; };
+    EXPECT_FALSE(is_there());
+    reader.with_reader([](Reader& one) { one.plug_in(); });
+    for (int wait = 0; wait < 1000 && !is_there(); ++wait)
+        std::this_thread::sleep_for(2ms);
+    const Host host(reader.device(), B9600);
+    EXPECT_EQ(host.exchange(ic_frame(hex("E1 01")), 2s), ic_frame(hex("00 3B 04 44 45 53 48")));
 }
 
 TEST(SerialLink, GoesToTheIdRateAndBack) {

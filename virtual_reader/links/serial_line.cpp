@@ -1,5 +1,6 @@
 #include "links/serial_line.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <system_error>
@@ -38,8 +39,17 @@ int rate_of(speed_t speed) {
 
 }  // namespace
 
-SerialLine::SerialLine() : master_(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
+SerialLine::SerialLine() {
+    open_line();
+}
+
+SerialLine::~SerialLine() {
+    close_line();
+}
+
+void SerialLine::open_line() {
     std::array<char, 128> name{};
+    master_ = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
     if (master_ < 0 || grantpt(master_) != 0 || unlockpt(master_) != 0 ||
         ptsname_r(master_, name.data(), name.size()) != 0) {
         throw std::system_error(errno, std::generic_category(), "pseudo-terminal");
@@ -47,25 +57,67 @@ SerialLine::SerialLine() : master_(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) 
     device_ = name.data();
 }
 
-SerialLine::~SerialLine() {
-    close(master_);
+void SerialLine::close_line() {
+    if (master_ >= 0) close(master_);
+    master_ = -1;
+    output_.clear();
+}
+
+// Whether there is a line.
+bool SerialLine::follow_plug(const Reader& reader) {
+    const bool is_plugged = reader.faults().is_plugged();
+    if (replugs_ != reader.faults().replugs()) output_.clear();
+    replugs_ = reader.faults().replugs();
+    if (is_plugged && master_ < 0) open_line();
+    if (!is_plugged && master_ >= 0) close_line();
+    return is_plugged;
 }
 
 bool SerialLine::serve(Reader& reader) {
+    if (!follow_plug(reader)) return false;
     pollfd line{master_, POLLIN, 0};
     if (poll(&line, 1, 0) < 0) return true;
-    // What nobody is there to hear is lost.
+    const bool host_is_there = (line.revents & POLLHUP) == 0;
     const Bytes late = reader.take_late_serial();
-    if ((line.revents & POLLHUP) == 0) write_all(late);
+    // What nobody is there to hear is lost.
+    if (host_is_there) {
+        put(reader, late);
+    } else {
+        output_.clear();
+    }
+    write_due();
     const int rate_before = last_rate_;
     host_rate();
-    if ((line.revents & POLLIN) == 0) return (line.revents & POLLHUP) == 0;
+    if ((line.revents & POLLIN) == 0) return host_is_there;
+    const bool served = take_request(reader, rate_before, host_is_there);
+    follow_plug(reader);
+    return served;
+}
+
+bool SerialLine::take_request(Reader& reader, int rate_before, bool host_is_there) {
     std::array<std::uint8_t, 4096> bytes;
     const ssize_t count = read(master_, bytes.data(), bytes.size());
     if (count <= 0) return false;
     for (const std::uint8_t byte : View(bytes).first(static_cast<std::size_t>(count)))
         receive(reader, byte, rate_before);
-    return true;
+    write_due();
+    return host_is_there;
+}
+
+void SerialLine::put(Reader& reader, Bytes answer) {
+    for (Piece& piece : reader.faults().spoil(std::move(answer))) {
+        if (piece.is_report) continue;
+        const auto now = std::chrono::steady_clock::now();
+        const auto before = output_.empty() ? now : std::max(now, output_.back().due);
+        output_.push_back({before + piece.pause, std::move(piece.bytes)});
+    }
+}
+
+void SerialLine::write_due() {
+    while (!output_.empty() && output_.front().due <= std::chrono::steady_clock::now()) {
+        write_all(output_.front().bytes);
+        output_.pop_front();
+    }
 }
 
 // A host that changes its rate may have sent a byte at either of them. The answer is for those who
@@ -76,8 +128,8 @@ void SerialLine::receive(Reader& reader, std::uint8_t byte, int rate_before) {
         ++misread_;
         return;
     }
-    const Bytes answer = reader.receive_serial(View(&byte, 1));
-    if (!answer.empty() && is_open() && host_rate() == rate) write_all(answer);
+    Bytes answer = reader.receive_serial(View(&byte, 1));
+    if (!answer.empty() && is_open() && host_rate() == rate) put(reader, std::move(answer));
 }
 
 bool SerialLine::is_open() const {

@@ -1,6 +1,8 @@
 // The reader's end of a serial line: a pseudo-terminal whose other end a host opens like a port.
 #pragma once
 
+#include <chrono>
+#include <deque>
 #include <string>
 
 #include "reader.h"
@@ -15,30 +17,44 @@ class SerialLine {
     SerialLine(const SerialLine&) = delete;
     SerialLine& operator=(const SerialLine&) = delete;
 
-    // The device that the host opens.
+    // The device that the host opens. A reader that is plugged in again may have another one.
     const std::string& device() const { return device_; }
 
-    // Becomes readable when the host has sent something.
+    // Becomes readable when the host has sent something; -1 while the reader is unplugged.
     int descriptor() const { return master_; }
 
     // Takes what the host has sent, if anything, and writes the reader's answers, also those for
-    // which it waited for a card. Bytes at another rate than the reader's are noise to it. Returns
-    // false while no host has the line open.
+    // which it waited for a card. Bytes at another rate than the reader's are noise to it. An
+    // unplugged reader takes the line away, as a USB adapter does. Returns false while no host has
+    // the line open.
     bool serve(Reader& reader);
 
     // Bytes that came at another rate.
     std::size_t misread() const { return misread_; }
 
   private:
+    struct Output {
+        std::chrono::steady_clock::time_point due;
+        Bytes bytes;
+    };
+
+    void open_line();
+    void close_line();
+    bool follow_plug(const Reader& reader);
+    bool take_request(Reader& reader, int rate_before, bool host_is_there);
     int host_rate();
     bool is_open() const;
     void receive(Reader& reader, std::uint8_t byte, int rate_before);
+    void put(Reader& reader, Bytes answer);
+    void write_due();
     void write_all(View bytes) const;
 
-    int master_;
+    int master_ = -1;
     std::string device_;
     int last_rate_ = 0;
     std::size_t misread_ = 0;
+    std::deque<Output> output_;
+    int replugs_ = 0;
 };
 
 }  // namespace virtual_reader

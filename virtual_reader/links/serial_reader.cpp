@@ -7,7 +7,8 @@
 namespace virtual_reader {
 
 void SerialReader::run(const std::stop_token& stop) {
-    constexpr int poll_ms = 5;
+    // Answers that are late on purpose are late by whole milliseconds.
+    constexpr int poll_ms = 1;
     while (!stop.stop_requested()) {
         pollfd line{line_.descriptor(), POLLIN, 0};
         poll(&line, 1, poll_ms);

@@ -15,7 +15,11 @@ class SerialReader {
     explicit SerialReader(std::unique_ptr<Reader> reader)
         : reader_(std::move(reader)), thread_([this](const std::stop_token& stop) { run(stop); }) {}
 
-    const std::string& device() const { return line_.device(); }
+    // By value: the reader may be plugged in again meanwhile.
+    std::string device() const {
+        const std::lock_guard lock(mutex_);
+        return line_.device();
+    }
 
     // Runs `action` on the reader while no request is being handled.
     template <class Action>
@@ -29,7 +33,7 @@ class SerialReader {
 
     std::unique_ptr<Reader> reader_;
     SerialLine line_;
-    std::mutex mutex_;
+    mutable std::mutex mutex_;
     std::jthread thread_;  // last: it uses all the others
 };
 

@@ -10,8 +10,10 @@ constexpr std::size_t input_payload = 62;
 constexpr std::size_t output_header = 3;
 constexpr std::uint8_t escape_mode_id = 1;
 
-void put_into_reports(std::uint8_t mode_id, View payload, std::deque<Bytes>& reports) {
-    while (!payload.empty()) {
+std::vector<Bytes> reports_of(std::uint8_t mode_id, const Piece& piece) {
+    if (piece.is_report) return {piece.bytes};
+    std::vector<Bytes> reports;
+    for (View payload = piece.bytes; !payload.empty();) {
         const View part = payload.first(std::min(payload.size(), input_payload));
         Bytes report = {mode_id, static_cast<std::uint8_t>(part.size())};
         append(report, part);
@@ -19,53 +21,85 @@ void put_into_reports(std::uint8_t mode_id, View payload, std::deque<Bytes>& rep
         reports.push_back(std::move(report));
         payload = payload.subspan(part.size());
     }
+    return reports;
 }
 
 }  // namespace
 
+std::chrono::milliseconds steady_now() {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(
+        std::chrono::steady_clock::now().time_since_epoch());
+}
+
+void UsbPort::put(std::uint8_t mode_id, Bytes answer) {
+    for (const Piece& piece : reader_.faults().spoil(std::move(answer))) {
+        const auto before = input_.empty() ? now_() : std::max(now_(), input_.back().due);
+        for (Bytes& report : reports_of(mode_id, piece))
+            input_.push_back({before + piece.pause, std::move(report)});
+    }
+}
+
 int UsbPort::write_report(View report) {
     const std::lock_guard lock(mutex_);
-    if (!plugged_) return -1;
+    if (!reader_.faults().is_plugged()) return -1;
     if (report.size() >= output_header) {
         const std::uint8_t mode_id = report[1];
         const std::size_t count = std::min<std::size_t>(report[2], report.size() - output_header);
-        put_into_reports(
-            mode_id, reader_.receive_usb(mode_id, report.subspan(output_header, count)), input_);
+        put(mode_id, reader_.receive_usb(mode_id, report.subspan(output_header, count)));
         changed_.notify_all();
     }
     return static_cast<int>(report.size());
 }
 
 void UsbPort::collect_late() {
-    const Bytes late = reader_.take_late_usb();
-    if (plugged_) put_into_reports(escape_mode_id, late, input_);
+    put(escape_mode_id, reader_.take_late_usb());
     changed_.notify_all();
 }
 
-std::optional<Bytes> UsbPort::read_report(std::chrono::milliseconds limit) {
-    std::unique_lock lock(mutex_);
-    changed_.wait_for(lock, limit, [this] { return !input_.empty() || !plugged_; });
-    if (input_.empty()) return std::nullopt;
-    Bytes report = std::move(input_.front());
+std::optional<Bytes> UsbPort::take() {
+    if (!is_due()) return std::nullopt;
+    Bytes report = std::move(input_.front().report);
     input_.pop_front();
     return report;
 }
 
+std::optional<Bytes> UsbPort::read_report(std::chrono::milliseconds limit) {
+    std::unique_lock lock(mutex_);
+    const auto end = now_() + limit;
+    while (!is_due() && now_() < end && (reader_.faults().is_plugged() || !input_.empty())) {
+        const auto next = input_.empty() ? end : std::min(end, input_.front().due);
+        changed_.wait_for(lock, next - now_());
+    }
+    return take();
+}
+
+std::optional<Bytes> UsbPort::take_report() {
+    const std::lock_guard lock(mutex_);
+    return take();
+}
+
+std::optional<std::chrono::milliseconds> UsbPort::next_report_in() const {
+    const std::lock_guard lock(mutex_);
+    if (input_.empty()) return std::nullopt;
+    return std::max(input_.front().due - now_(), std::chrono::milliseconds(0));
+}
+
 void UsbPort::unplug() {
     const std::lock_guard lock(mutex_);
-    plugged_ = false;
+    reader_.faults().unplug();
     input_.clear();
     changed_.notify_all();
 }
 
 void UsbPort::plug() {
     const std::lock_guard lock(mutex_);
-    plugged_ = true;
+    input_.clear();
+    reader_.plug_in();
 }
 
 bool UsbPort::is_plugged() const {
     const std::lock_guard lock(mutex_);
-    return plugged_;
+    return reader_.faults().is_plugged();
 }
 
 }  // namespace virtual_reader

@@ -2,11 +2,14 @@
 //
 //   output report, 65 bytes as hidapi's write gets it: 00 | mode id | n | n payload bytes | filler
 //   input report, 64 bytes: mode id | n | n payload bytes, at most 62 | zeros
+//
+// A reader with faults may send other input reports than these.
 #pragma once
 
 #include <chrono>
 #include <condition_variable>
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <optional>
 
@@ -14,15 +17,26 @@
 
 namespace virtual_reader {
 
+// The time of a port, from any beginning.
+using Now = std::function<std::chrono::milliseconds()>;
+
+std::chrono::milliseconds steady_now();
+
 class UsbPort {
   public:
-    explicit UsbPort(Reader& reader) : reader_(reader) {}
+    explicit UsbPort(Reader& reader, Now now = steady_now)
+        : reader_(reader), now_(std::move(now)) {}
 
     // Returns the report's size, -1 once unplugged.
     int write_report(View report);
 
     // The next input report; nothing within the limit, or once unplugged (see is_plugged).
     std::optional<Bytes> read_report(std::chrono::milliseconds limit);
+
+    // The same without waiting, and how long it is until there is one: for programs that keep the
+    // time themselves.
+    std::optional<Bytes> take_report();
+    std::optional<std::chrono::milliseconds> next_report_in() const;
 
     // Nobody gets anything through until it is plugged again; what waited to be read is lost.
     void unplug();
@@ -39,7 +53,15 @@ class UsbPort {
     }
 
   private:
+    struct Input {
+        std::chrono::milliseconds due;
+        Bytes report;
+    };
+
+    void put(std::uint8_t mode_id, Bytes answer);
     void collect_late();
+    bool is_due() const { return !input_.empty() && input_.front().due <= now_(); }
+    std::optional<Bytes> take();
 
     struct CollectLate {
         UsbPort& port;
@@ -47,10 +69,10 @@ class UsbPort {
     };
 
     Reader& reader_;
+    Now now_;
     mutable std::mutex mutex_;
     std::condition_variable changed_;
-    std::deque<Bytes> input_;
-    bool plugged_ = true;
+    std::deque<Input> input_;
 };
 
 }  // namespace virtual_reader

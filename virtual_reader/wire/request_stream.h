@@ -11,6 +11,9 @@ class RequestStream {
   public:
     void feed(View bytes) { append(held_, bytes); }
 
+    // What was fed and not yet taken is gone.
+    void forget() { held_.clear(); }
+
     // Whether ID frames are understood, or IC and Union frames; escape commands always are. What
     // was fed and not yet taken is read in the new way.
     void listen_for_id(bool id) { listens_for_id_ = id; }

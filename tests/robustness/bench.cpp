@@ -1,0 +1,185 @@
+#include "robustness/bench.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <sstream>
+
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include "support/descriptor.h"
+
+namespace robustness {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr int sleep_speed = 100;
+
+std::vector<std::string> words_of(const std::string& line) {
+    std::istringstream stream(line);
+    std::vector<std::string> words;
+    for (std::string word; stream >> word;)
+        words.push_back(word);
+    return words;
+}
+
+}  // namespace
+
+HurriedClock::HurriedClock() : begin_(std::chrono::steady_clock::now()) {
+    deskreader::clock::use(this);
+}
+
+HurriedClock::~HurriedClock() {
+    deskreader::clock::use(nullptr);
+}
+
+void HurriedClock::set_speed(int speed) {
+    passed_ = std::chrono::milliseconds(monotonic_ms());
+    begin_ = std::chrono::steady_clock::now();
+    speed_ = speed;
+}
+
+std::uint64_t HurriedClock::monotonic_ms() noexcept {
+    const auto real = std::chrono::duration_cast<std::chrono::microseconds>(
+        std::chrono::steady_clock::now() - begin_);
+    return static_cast<std::uint64_t>((passed_ + real * speed_).count() / 1000);
+}
+
+std::time_t HurriedClock::wall_time() noexcept {
+    constexpr std::time_t begin = 1'700'000'000;
+    return begin + static_cast<std::time_t>(monotonic_ms() / 1000);
+}
+
+void HurriedClock::sleep(std::chrono::microseconds duration) noexcept {
+    std::this_thread::sleep_for(duration / sleep_speed);
+    passed_ += duration;
+}
+
+std::string_view all_cards() {
+    return R"({ "cards": [
+    { "type": "payment", "name": "bank", "inserted": true, "pin": "1234", "balance": 10000 },
+    { "type": "purse", "name": "purse", "pin": "1234", "purse": 5000,
+      "files": [ { "id": "EF15", "sfi": 21, "data": "0123456789ABCDEF" } ] },
+    { "type": "social-security", "name": "citizen", "person": "ADA EXAMPLE" },
+    { "type": "iso", "name": "visitor", "contactless": true },
+    { "type": "mifare-classic", "name": "locker", "size": "1K", "uid": "5A5B5C5D",
+      "inserted": true, "sectors": [ { "number": 2, "key_a": "A0A1A2A3A4A5" } ],
+      "blocks": [ { "number": 4, "data": "LOCKER 17" }, { "number": 5, "value": 250 } ] },
+    { "type": "magnetic", "name": "loyalty", "inserted": true,
+      "track1": "B9999000000000003^EXAMPLE/CAT^3012", "track2": "9999000000000003=3012",
+      "track3": "009999000000000003'0012'0" },
+    { "type": "identity", "name": "resident", "inserted": true, "kind": "resident",
+      "texts": { "name": "样本甲", "sex": "1", "number": "999999200001019991",
+                 "birth": "20000101", "valid_until": "20400101" } },
+    { "type": "hostile", "name": "sizes", "manner": "sizes" },
+    { "type": "hostile", "name": "lengths", "manner": "lengths" },
+    { "type": "hostile", "name": "endless-61", "manner": "endless-61" },
+    { "type": "hostile", "name": "endless-62", "manner": "endless-62" },
+    { "type": "hostile", "name": "endless-6C", "manner": "endless-6C" },
+    { "type": "hostile", "name": "records", "manner": "records" },
+    { "type": "hostile", "name": "logs", "manner": "logs" },
+    { "type": "hostile", "name": "names", "manner": "names" },
+    { "type": "hostile", "name": "lists", "manner": "lists" }
+  ] })";
+}
+
+Bench::Bench(kit::Link link, std::string_view deck) : link_(link) {
+    auto reader = virtual_reader::reader_from_deck(deck, "deck of the test");
+    if (link == kit::Link::serial) {
+        hurried_.emplace();
+        serial_.emplace(std::move(reader));
+        name_port();
+    } else {
+        clock_.emplace();
+        reader_ = std::move(reader);
+        usb_.emplace(*reader_,
+                     [this] { return std::chrono::milliseconds(clock_->monotonic_ms()); });
+        kit::hid_bus::plug(*this);
+    }
+}
+
+Bench::~Bench() {
+    if (usb_) kit::hid_bus::unplug(*this);
+}
+
+std::string Bench::port_name() const {
+    return serial_ ? serial_->device().substr(std::string_view("/dev/").size()) : "USB";
+}
+
+void Bench::name_port() {
+    GSetComName(serial_port, serial_->device().c_str());
+}
+
+void Bench::insert(const std::string& name) {
+    with_reader([&](auto& reader) { reader.insert(name); });
+}
+
+void Bench::add_fault(const std::string& words) {
+    with_reader([&](auto& reader) {
+        reader.faults().add(virtual_reader::fault_from_words(words_of(words)));
+    });
+}
+
+void Bench::set_speed(int speed) {
+    if (hurried_) hurried_->set_speed(speed);
+}
+
+void Bench::heal() {
+    set_speed(1);
+    if (usb_) {
+        kit::hid_bus::unplug(*this);
+        kit::hid_bus::plug(*this);
+        usb_->with_reader([](auto& reader) { reader.faults().clear(); });
+        usb_->plug();
+        return;
+    }
+    serial_->with_reader([](auto& reader) {
+        reader.faults().clear();
+        reader.plug_in();
+    });
+    flush_line();
+    name_port();
+}
+
+void Bench::flush_line() {
+    // A reader that is plugged in again has its line a moment later.
+    for (int tries = 0; tries < 2000; ++tries) {
+        const deskreader::Descriptor line(
+            open(serial_->device().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+        if (line.is_open()) {
+            tcflush(line.get(), TCIOFLUSH);
+            return;
+        }
+        std::this_thread::sleep_for(1ms);
+    }
+    ADD_FAILURE() << "the line never came back";
+}
+
+int Bench::write(std::span<const std::uint8_t> report) {
+    return usb_->write_report(report);
+}
+
+int Bench::read(std::span<std::uint8_t> out, int timeout_ms) {
+    if (const auto next = usb_->next_report_in(); next && next->count() <= timeout_ms)
+        clock_->advance(*next);
+    if (const auto report = usb_->take_report()) {
+        const std::size_t count = std::min(out.size(), report->size());
+        std::copy_n(report->begin(), count, out.begin());
+        return static_cast<int>(count);
+    }
+    if (!usb_->is_plugged()) {
+        kit::hid_bus::unplug(*this);
+        return -1;
+    }
+    clock_->advance(std::chrono::milliseconds(timeout_ms));
+    return 0;
+}
+
+int open_descriptors() {
+    const auto entries = std::filesystem::directory_iterator("/proc/self/fd");
+    return static_cast<int>(std::distance(begin(entries), end(entries)));
+}
+
+}  // namespace robustness
