@@ -15,11 +15,11 @@ constexpr int first_data_page = 0x04;
 constexpr int last_data_page = 0x27;
 
 // As cards are delivered.
-const std::vector<std::string> delivered_keys = {"FFFFFFFFFFFF"};
+constexpr char delivered_key[] = "FFFFFFFFFFFF";
 
 void open(ClassicCard& card, int sector, const Options& options) {
     card.open_sector(sector, options.key_type == "B" ? KeyType::b : KeyType::a,
-                     options.keys.empty() ? delivered_keys : options.keys);
+                     options.keys.empty() ? std::vector<std::string>{delivered_key} : options.keys);
 }
 
 // A card with the sector of the command's block open.

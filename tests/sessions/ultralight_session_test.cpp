@@ -1,4 +1,4 @@
-// Ultralight C cards with the virtual reader, by the primitives beside this file: real mutual
+// Ultralight C cards with the virtual reader, by the primitives of the tool: real mutual
 // authentication over both links and in both IC frames.
 #include <deskreader.h>
 
@@ -69,9 +69,9 @@ TEST_P(UltralightSession, OpensProtectedPagesWithTheKey) {
 
 TEST_P(UltralightSession, KeepsProtectedPagesWithoutTheKey) {
     EXPECT_EQ(power_on(), "04515253545556");
-    EXPECT_EQ(read(8, 1), "-5104");
+    EXPECT_EQ(read(8, 1), "-99");
     EXPECT_EQ(power_on(), "04515253545556");
-    EXPECT_EQ(RD_M0Write(8, "00000000"), -5104);
+    EXPECT_EQ(RD_M0Write(8, "00000000"), -99);
 }
 
 TEST_P(UltralightSession, RefusesAWrongKey) {
@@ -79,7 +79,7 @@ TEST_P(UltralightSession, RefusesAWrongKey) {
     EXPECT_EQ(RD_M0VerifyKey(32, other_key), -99);
     EXPECT_FALSE(is_powered()) << "the card is halted";
     EXPECT_EQ(power_on(), "04515253545556");
-    EXPECT_EQ(read(8, 1), "-5104");
+    EXPECT_EQ(read(8, 1), "-99");
     EXPECT_EQ(power_on(), "04515253545556");
     EXPECT_EQ(RD_M0VerifyKey(32, card_key), 0);
 }
