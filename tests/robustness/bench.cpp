@@ -149,7 +149,11 @@ void Bench::flush_line() {
         const deskreader::Descriptor line(
             open(serial_->device().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
         if (line.is_open()) {
-            tcflush(line.get(), TCIOFLUSH);
+            // While the reader cannot take a request and answer it behind the flush.
+            serial_->with_reader([&](auto&) {
+                std::this_thread::sleep_for(2ms);
+                tcflush(line.get(), TCIOFLUSH);
+            });
             return;
         }
         std::this_thread::sleep_for(1ms);
