@@ -4,12 +4,6 @@
 #include <filesystem>
 #include <sstream>
 
-#include <fcntl.h>
-#include <termios.h>
-#include <unistd.h>
-
-#include "support/descriptor.h"
-
 namespace robustness {
 namespace {
 
@@ -135,26 +129,24 @@ void Bench::heal() {
         usb_->plug();
         return;
     }
+    // Another line, on which nothing can be left.
+    serial_->with_reader([](auto& reader) { reader.faults().unplug(); });
+    await_line(false);
     serial_->with_reader([](auto& reader) {
         reader.faults().clear();
         reader.plug_in();
     });
-    flush_line();
+    await_line(true);
     name_port();
 }
 
-void Bench::flush_line() {
-    // A reader that is plugged in again has its line a moment later.
-    for (int tries = 0; tries < 2000; ++tries) {
-        const deskreader::Descriptor line(
-            open(serial_->device().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
-        if (line.is_open()) {
-            tcflush(line.get(), TCIOFLUSH);
-            return;
-        }
+// The line comes and goes a moment after the reader.
+void Bench::await_line(bool there) {
+    for (int tries = 0; tries < 5000; ++tries) {
+        if (std::filesystem::exists(serial_->device()) == there) return;
         std::this_thread::sleep_for(1ms);
     }
-    ADD_FAILURE() << "the line never came back";
+    ADD_FAILURE() << "the line did not follow";
 }
 
 int Bench::write(std::span<const std::uint8_t> report) {

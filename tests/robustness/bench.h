@@ -80,7 +80,7 @@ class Bench final : public kit::HidDevice {
 
     void set_speed(int speed);
     void name_port();
-    void flush_line();
+    void await_line(bool there);
 
     kit::Link link_;
     std::optional<kit::FakeClock> clock_;
