@@ -18,7 +18,10 @@ class Session : public testing::TestWithParam<kit::Way> {
         config_.write(GetParam().config());
         ASSERT_EQ(RD_Open(desk_.port(), 9600, 0), 0);
     }
-    void TearDown() override { EXPECT_EQ(RD_Close(), 0); }
+    void TearDown() override {
+        RD_SetSlot(0);
+        EXPECT_EQ(RD_Close(), 0);
+    }
 
     static std::string power_on(int slot, int timeout_s = 2) {
         char atr[512] = "";
