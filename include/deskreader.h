@@ -22,6 +22,7 @@
  *   USB device.
  * - A null pointer is refused before anything goes to the reader: with -1007 by RD_ functions (as a
  *   terminal number by functions that name a port), with -22 by all others that return a result.
+ *   Null for bytes whose length is 0 is none.
  *   Exceptions stand with their functions. A null context is -19 where the device would be opened,
  *   and the DC_ functions do not look for one.
  *

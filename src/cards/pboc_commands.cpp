@@ -9,6 +9,7 @@
 #include "support/pointers.h"
 
 using deskreader::any_null;
+using deskreader::missing;
 using deskreader::cards::CardCommand;
 using deskreader::cards::Header;
 using deskreader::cards::low_byte;
@@ -118,7 +119,7 @@ std::size_t read_records(DEVCONTEXT* device, int slot, tlv::Bytes locator,
 
 int PBOC_SelectPSE(DEVCONTEXT* device, int slot, const unsigned char* name, int name_length,
                    unsigned char* out, int* out_length) {
-    if (any_null(name, out, out_length)) return status::invalid_argument;
+    if (missing(name, name_length) || any_null(out, out_length)) return status::invalid_argument;
     CardCommand command(device, slot, select_by_name);
     const int result = command.data(name, name_length).run();
     if (command.status_word() == selected_file_invalidated) return cards::application_blocked;
@@ -139,7 +140,7 @@ int PBOC_ReadRecord(DEVCONTEXT* device, int slot, int record, int sfi, unsigned 
 
 int PBOC_GetAID(DEVCONTEXT* device, int slot, const unsigned char* sfi_list, int sfi_count,
                 unsigned char* aid, int* aid_length) {
-    if (any_null(sfi_list, aid, aid_length)) return status::invalid_argument;
+    if (missing(sfi_list, sfi_count) || any_null(aid, aid_length)) return status::invalid_argument;
     int record = 1;  // kept: runs on across the directories
     for (const std::uint8_t sfi : cards::bytes_of(sfi_list, sfi_count)) {
         std::array<std::uint8_t, cards::max_response> data;
@@ -155,20 +156,21 @@ int PBOC_GetAID(DEVCONTEXT* device, int slot, const unsigned char* sfi_list, int
 
 int PBOC_SelectAID(DEVCONTEXT* device, int slot, const unsigned char* aid, int aid_length,
                    unsigned char* out, int* out_length) {
-    if (any_null(aid, out, out_length)) return status::invalid_argument;
+    if (missing(aid, aid_length) || any_null(out, out_length)) return status::invalid_argument;
     return run_selection(device, slot, select_by_name, aid, aid_length, out, out_length);
 }
 
 int PBOC_SelectFile(DEVCONTEXT* device, int slot, int p1, const unsigned char* data, int length,
                     unsigned char* out, int* out_length) {
-    if (any_null(data, out, out_length)) return status::invalid_argument;
+    if (missing(data, length) || any_null(out, out_length)) return status::invalid_argument;
     return run_selection(device, slot, with_p1(select_file, p1), data, length, out, out_length);
 }
 
 int PBOC_GetProcOptions(DEVCONTEXT* device, int slot, const unsigned char* pdol_data,
                         int pdol_length, unsigned char* aip, int* aip_length, unsigned char* afl,
                         int* afl_length) {
-    if (any_null(pdol_data, aip, aip_length, afl, afl_length)) return status::invalid_argument;
+    if (missing(pdol_data, pdol_length) || any_null(aip, aip_length, afl, afl_length))
+        return status::invalid_argument;
     constexpr std::size_t template_header = 2;  // 83 and its length
     *aip_length = 0;
     *afl_length = 0;
@@ -189,7 +191,7 @@ int PBOC_GetProcOptions(DEVCONTEXT* device, int slot, const unsigned char* pdol_
 
 int PBOC_GetAppData(DEVCONTEXT* device, int slot, const unsigned char* afl, int afl_length,
                     unsigned char* out, int* out_length) {
-    if (any_null(afl, out, out_length)) return status::invalid_argument;
+    if (missing(afl, afl_length) || any_null(out, out_length)) return status::invalid_argument;
     *out_length = static_cast<int>(deskreader::pboc::read_records(
         device, slot, cards::bytes_of(afl, afl_length), {out, records_room}));
     return status::ok;
@@ -209,7 +211,8 @@ int PBOC_GetData(DEVCONTEXT* device, int slot, const unsigned char* tag, int tag
 
 int PBOC_GenerateAC(DEVCONTEXT* device, int slot, int p1, const unsigned char* cdol_data,
                     int cdol_length, unsigned char* out, int* out_length) {
-    if (any_null(cdol_data, out, out_length)) return status::invalid_argument;
+    if (missing(cdol_data, cdol_length) || any_null(out, out_length))
+        return status::invalid_argument;
     CardCommand command(device, slot, with_p1(generate_ac, p1));
     const int result = command.data(cdol_data, cdol_length).run();
     if (result != status::ok) return result;
@@ -220,17 +223,17 @@ int PBOC_GenerateAC(DEVCONTEXT* device, int slot, int p1, const unsigned char* c
 }
 
 int PBOC_ExternalAuth(DEVCONTEXT* device, int slot, const unsigned char* data, int length) {
-    if (any_null(data)) return status::invalid_argument;
+    if (missing(data, length)) return status::invalid_argument;
     return run_with_data(device, slot, external_authenticate, data, length);
 }
 
 int PBOC_ExternalAuth_Sh(DEVCONTEXT* device, int slot, const unsigned char* data, int length) {
-    if (any_null(data)) return status::invalid_argument;
+    if (missing(data, length)) return status::invalid_argument;
     return run_with_data(device, slot, external_authenticate_sh, data, length);
 }
 
 int PBOC_ExeScript(DEVCONTEXT* device, int slot, const unsigned char* script, int script_length) {
-    if (any_null(script)) return status::invalid_argument;
+    if (missing(script, script_length)) return status::invalid_argument;
     const tlv::Bytes all = cards::bytes_of(script, script_length);
     std::size_t position = 0;
     int count = 1;
@@ -265,13 +268,13 @@ int PBOC_ExeScript(DEVCONTEXT* device, int slot, const unsigned char* script, in
 
 int PBOC_DeliveryKey(DEVCONTEXT* device, int slot, int p1, int p2, const unsigned char* data,
                      int length) {
-    if (any_null(data)) return status::invalid_argument;
+    if (missing(data, length)) return status::invalid_argument;
     return run_with_data(device, slot, with_p2(with_p1(deliver_key, p1), p2), data, length);
 }
 
 int PBOC_CryptData(DEVCONTEXT* device, int slot, int p1, const unsigned char* data, int length,
                    unsigned char* out, int* out_length) {
-    if (any_null(data, out, out_length)) return status::invalid_argument;
+    if (missing(data, length) || any_null(out, out_length)) return status::invalid_argument;
     CardCommand command(device, slot, with_p1(crypt_data, p1));
     const int result = command.data(data, length).run();
     if (result == status::ok) command.copy_answer(out, out_length);
@@ -279,6 +282,6 @@ int PBOC_CryptData(DEVCONTEXT* device, int slot, int p1, const unsigned char* da
 }
 
 int PBOC_ChangePin(DEVCONTEXT* device, int slot, int p2, const unsigned char* data, int length) {
-    if (any_null(data)) return status::invalid_argument;
+    if (missing(data, length)) return status::invalid_argument;
     return run_with_data(device, slot, with_p2(change_pin, p2), data, length);
 }

@@ -11,6 +11,7 @@
 #include "support/pointers.h"
 
 using deskreader::any_null;
+using deskreader::missing;
 using deskreader::cards::CardCommand;
 using deskreader::cards::low_byte;
 namespace status = deskreader::status;
@@ -52,7 +53,7 @@ int EPED_GetBalance(DEVCONTEXT* device, int slot, int p2, unsigned char* out, in
 }
 
 int EPED_Verify(DEVCONTEXT* device, int slot, const unsigned char* pin, int pin_length) {
-    if (any_null(pin)) return status::invalid_argument;
+    if (missing(pin, pin_length)) return status::invalid_argument;
     CardCommand command(device, slot, {0x00, 0x20, 0x00, 0x00});
     return command.data(pin, pin_length).run();
 }
@@ -65,7 +66,7 @@ int EPED_GetRandom(DEVCONTEXT* device, int slot, unsigned char* out, int* length
 
 int EPED_UpdateBinary(DEVCONTEXT* device, int slot, int sfi, int offset, const unsigned char* data,
                       int length) {
-    if (any_null(data)) return status::invalid_argument;
+    if (missing(data, length)) return status::invalid_argument;
     // kept: the file identifier is not cut to its five bits here.
     CardCommand command(device, slot, {0x04, 0xD6, low_byte(0x90 | sfi), low_byte(offset)});
     return command.data(data, length).run();

@@ -109,7 +109,7 @@ using namespace deskreader;
 
 int PBOC_BuildDOL(DEVCONTEXT*, int, const unsigned char* list, int list_length, unsigned char* out,
                   int* out_length) {
-    if (any_null(list, out, out_length)) return status::invalid_argument;
+    if (missing(list, list_length) || any_null(out, out_length)) return status::invalid_argument;
     if (list_length < 0) list_length = 0;
     std::size_t filled = 0;
     const tlv::Bytes entries(list, static_cast<std::size_t>(list_length));

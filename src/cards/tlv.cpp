@@ -71,7 +71,9 @@ using namespace deskreader;
 
 int PBOC_GetTagValue(const unsigned char* tag, int tag_length, const unsigned char* data,
                      int data_length, unsigned char* value, int* value_length) {
-    if (any_null(tag, data, value, value_length)) return status::invalid_argument;
+    if (missing(data, data_length) || any_null(tag, value, value_length)) {
+        return status::invalid_argument;
+    }
     std::memset(value, 0, 8);  // kept: whatever the value's length
     *value_length = 0;
     const auto object =
@@ -84,7 +86,7 @@ int PBOC_GetTagValue(const unsigned char* tag, int tag_length, const unsigned ch
 
 int PBOC_SetTagValue(const unsigned char* tag, int tag_length, unsigned char* data, int data_length,
                      const unsigned char* value, int length) {
-    if (any_null(tag, data, value)) return status::invalid_argument;
+    if (missing(data, data_length) || any_null(tag, value)) return status::invalid_argument;
     const tlv::Bytes wanted = cards::bytes_of(tag, tag_length);
     tlv::Walker walker(cards::bytes_of(data, data_length), tlv::LongTemplate::is_entered);
     while (const auto object = walker.next()) {
@@ -98,7 +100,9 @@ int PBOC_SetTagValue(const unsigned char* tag, int tag_length, unsigned char* da
 
 int PBOC_GetTagInDOL(const unsigned char* entry, int remaining, unsigned char* tag, int* tag_length,
                      int* header_length) {
-    if (any_null(entry, tag, tag_length, header_length)) return status::invalid_argument;
+    if (missing(entry, remaining) || any_null(tag, tag_length, header_length)) {
+        return status::invalid_argument;
+    }
     const tlv::ListEntry first = tlv::first_entry(cards::bytes_of(entry, remaining));
     std::memcpy(tag, first.tag, first.tag_size);
     *tag_length = static_cast<int>(first.tag_size);

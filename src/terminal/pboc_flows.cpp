@@ -114,7 +114,7 @@ int RD_ICGenARQC_KP(int* card_type, const char* application, const char* transac
 int RD_ICExeScript_KP(int slot, const char* transaction, const char* issuer_text, int result_size,
                       char* result, int, char* cryptogram, int data_size,
                       const unsigned char* data) {
-    if (any_null(result, cryptogram, data)) return status::invalid_parameter;
+    if (missing(data, data_size) || any_null(result, cryptogram)) return status::invalid_parameter;
     const Bytes given = cards::bytes_of(data, data_size);
     GLogI("iAppDataLen = %d\r\n", data_size);
     GLogI("g_IccAppData = %.*s\r\n", static_cast<int>(given.size()),

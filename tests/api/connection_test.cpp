@@ -54,7 +54,9 @@ TEST_F(Usb, InitConnectReportsUnreadInformationAsItsOwnFailure) {
 }
 
 TEST_F(Usb, InitConnectRefusesAPortOutOfRange) {
-    EXPECT_EQ(RD_InitConnect(300, 9600, 0, 0, 0, nullptr, nullptr), -1007);
+    char info[256] = "";
+    int length = -7;
+    EXPECT_EQ(RD_InitConnect(300, 9600, 0, 0, 0, info, &length), -1007);
     EXPECT_EQ(log_.messages(), (std::vector<std::string>{"Error:OpenDevice Error!\r\n",
                                                          "Error:iErrorCode = -22\r\n"}));
 }

@@ -143,7 +143,7 @@ void Bench::heal() {
 // The line comes and goes a moment after the reader.
 void Bench::await_line(bool there) {
     for (int tries = 0; tries < 5000; ++tries) {
-        if (std::filesystem::exists(serial_->device()) == there) return;
+        if (serial_->has_line() == there) return;
         std::this_thread::sleep_for(1ms);
     }
     ADD_FAILURE() << "the line did not follow";
