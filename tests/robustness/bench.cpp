@@ -19,6 +19,15 @@ std::vector<std::string> words_of(const std::string& line) {
     return words;
 }
 
+template <class Condition>
+void await(Condition condition) {
+    for (int tries = 0; tries < 5000; ++tries) {
+        if (condition()) return;
+        std::this_thread::sleep_for(1ms);
+    }
+    ADD_FAILURE() << "the line did not follow the reader";
+}
+
 }  // namespace
 
 HurriedClock::HurriedClock() : begin_(std::chrono::steady_clock::now()) {
@@ -129,24 +138,16 @@ void Bench::heal() {
         usb_->plug();
         return;
     }
-    // Another line, on which nothing can be left.
+    // Another line, on which nothing can be left. It goes and comes a moment after the reader.
+    const std::string before = serial_->device();
     serial_->with_reader([](auto& reader) { reader.faults().unplug(); });
-    await_line(false);
+    await([&] { return !std::filesystem::exists(before); });
     serial_->with_reader([](auto& reader) {
         reader.faults().clear();
         reader.plug_in();
     });
-    await_line(true);
+    await([&] { return serial_->device() != before; });
     name_port();
-}
-
-// The line comes and goes a moment after the reader.
-void Bench::await_line(bool there) {
-    for (int tries = 0; tries < 5000; ++tries) {
-        if (serial_->has_line() == there) return;
-        std::this_thread::sleep_for(1ms);
-    }
-    ADD_FAILURE() << "the line did not follow";
 }
 
 int Bench::write(std::span<const std::uint8_t> report) {

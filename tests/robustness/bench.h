@@ -80,7 +80,6 @@ class Bench final : public kit::HidDevice {
 
     void set_speed(int speed);
     void name_port();
-    void await_line(bool there);
 
     kit::Link link_;
     std::optional<kit::FakeClock> clock_;

@@ -316,9 +316,11 @@ TEST(SerialLink, AnUnpluggedReaderTakesTheLineAway) {
     EXPECT_EQ(reader.with_reader([](Reader& one) { return one.counts().requests; }), 1);
     const auto is_there = [&] { return access(reader.device().c_str(), F_OK) == 0; };
     EXPECT_FALSE(is_there());
+    const std::string before = reader.device();
     reader.with_reader([](Reader& one) { one.plug_in(); });
-    for (int wait = 0; wait < 1000 && !is_there(); ++wait)
+    for (int wait = 0; wait < 1000 && reader.device() == before; ++wait)
         std::this_thread::sleep_for(2ms);
+    EXPECT_NE(reader.device(), before) << "nobody else had the name meanwhile";
     const Host host(reader.device(), B9600);
     EXPECT_EQ(host.exchange(ic_frame(hex("E1 01")), 2s), ic_frame(hex("00 3B 04 44 45 53 48")));
 }

@@ -45,6 +45,7 @@ SerialLine::SerialLine() {
 
 SerialLine::~SerialLine() {
     close_line();
+    release_name();
 }
 
 void SerialLine::open_line() {
@@ -63,13 +64,30 @@ void SerialLine::close_line() {
     output_.clear();
 }
 
+// As long as the other end is open, the device is gone and its name is nobody else's: no other
+// process's line can be taken for the reader that was unplugged.
+void SerialLine::unplug_line() {
+    name_holder_ = open(device_.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    close_line();
+}
+
+void SerialLine::plug_line() {
+    open_line();
+    release_name();
+}
+
+void SerialLine::release_name() {
+    if (name_holder_ >= 0) close(name_holder_);
+    name_holder_ = -1;
+}
+
 // Whether there is a line.
 bool SerialLine::follow_plug(const Reader& reader) {
     const bool is_plugged = reader.faults().is_plugged();
     if (replugs_ != reader.faults().replugs()) output_.clear();
     replugs_ = reader.faults().replugs();
-    if (is_plugged && master_ < 0) open_line();
-    if (!is_plugged && master_ >= 0) close_line();
+    if (is_plugged && master_ < 0) plug_line();
+    if (!is_plugged && master_ >= 0) unplug_line();
     return is_plugged;
 }
 

@@ -17,7 +17,7 @@ class SerialLine {
     SerialLine(const SerialLine&) = delete;
     SerialLine& operator=(const SerialLine&) = delete;
 
-    // The device that the host opens. A reader that is plugged in again may have another one.
+    // The device that the host opens. A reader that is plugged in again has another one.
     const std::string& device() const { return device_; }
 
     // Becomes readable when the host has sent something; -1 while the reader is unplugged.
@@ -40,6 +40,9 @@ class SerialLine {
 
     void open_line();
     void close_line();
+    void unplug_line();
+    void plug_line();
+    void release_name();
     bool follow_plug(const Reader& reader);
     bool take_request(Reader& reader, int rate_before, bool host_is_there);
     int host_rate();
@@ -50,6 +53,7 @@ class SerialLine {
     void write_all(View bytes) const;
 
     int master_ = -1;
+    int name_holder_ = -1;
     std::string device_;
     int last_rate_ = 0;
     std::size_t misread_ = 0;

@@ -21,12 +21,6 @@ class SerialReader {
         return line_.device();
     }
 
-    // Whether there is a line: it goes and comes a moment after the reader's plug.
-    bool has_line() const {
-        const std::lock_guard lock(mutex_);
-        return line_.descriptor() >= 0;
-    }
-
     // Runs `action` on the reader while no request is being handled.
     template <class Action>
     auto with_reader(Action action) {
