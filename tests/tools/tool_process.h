@@ -17,6 +17,10 @@
 
 namespace tool_tests {
 
+// Where the programs were built.
+extern const char* const tool_program;
+extern const char* const virtual_reader_program;
+
 struct Finished {
     int status = -1;  // exit status, or 128 and the signal
     std::string output;
@@ -114,7 +118,7 @@ class Process {
 };
 
 inline Finished tool(std::vector<std::string> arguments, const Surroundings& surroundings = {}) {
-    return Process(TOOL, std::move(arguments), surroundings).finish();
+    return Process(tool_program, std::move(arguments), surroundings).finish();
 }
 
 // The tool with a virtual reader of its own.
@@ -180,7 +184,7 @@ inline Deck empty_deck() {
 // A virtual reader that stays while the tool comes and goes.
 class Desk {
   public:
-    Desk() : process_(VIRTUAL_READER, {}), device_(process_.read_line()) {}
+    Desk() : process_(virtual_reader_program, {}), device_(process_.read_line()) {}
     ~Desk() { process_.finish(); }
     Desk(const Desk&) = delete;
     Desk& operator=(const Desk&) = delete;

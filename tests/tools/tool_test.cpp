@@ -124,7 +124,7 @@ TEST(Tool, MonitorsUntilItHasSeenEnough) {
 
 TEST(Tool, MonitorsUntilInterrupted) {
     const Deck deck("{}");
-    Process process(TOOL, {"--virtual", deck.path(), "monitor"});
+    Process process(tool_program, {"--virtual", deck.path(), "monitor"});
     std::this_thread::sleep_for(500ms);
     const auto begin = std::chrono::steady_clock::now();
     process.signal(SIGINT);
@@ -135,15 +135,15 @@ TEST(Tool, MonitorsUntilInterrupted) {
 }
 
 TEST(VirtualReader, ShowsItsDeckAndItsHelp) {
-    const Finished deck = Process(VIRTUAL_READER, {"--show-deck"}).finish();
+    const Finished deck = Process(virtual_reader_program, {"--show-deck"}).finish();
     EXPECT_EQ(deck.status, 0);
     EXPECT_NE(json(deck).get(), nullptr);
-    EXPECT_NE(Process(VIRTUAL_READER, {"--help"}).finish().output.find("--deck"),
+    EXPECT_NE(Process(virtual_reader_program, {"--help"}).finish().output.find("--deck"),
               std::string::npos);
 }
 
 TEST(VirtualReader, ReportsADeckThatIsNotThere) {
-    const Finished run = Process(VIRTUAL_READER, {"--deck", "/nonexistent.json"}).finish();
+    const Finished run = Process(virtual_reader_program, {"--deck", "/nonexistent.json"}).finish();
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.errors, "virtual-reader: /nonexistent.json: cannot be read\n");
 }
