@@ -4,6 +4,9 @@
 #include <deskreader.h>
 
 #include <atomic>
+#include <chrono>
+
+#include "support/clock.h"
 
 namespace deskreader::cancel_wait {
 
@@ -15,6 +18,16 @@ inline void clear() noexcept {
 }
 inline bool requested() noexcept {
     return std::atomic_ref(g_IsCancelWait).load() == 1;
+}
+
+// Lets so many tenths of a second pass, with a look at the request after each. False when there is
+// one.
+inline bool pause(int tenths) noexcept {
+    for (int i = 0; i < tenths; ++i) {
+        clock::sleep(std::chrono::milliseconds(100));
+        if (requested()) return false;
+    }
+    return true;
 }
 
 }  // namespace deskreader::cancel_wait

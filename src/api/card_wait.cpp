@@ -2,7 +2,6 @@
 
 #include <deskreader.h>
 
-#include <chrono>
 #include <ctime>
 
 #include "api/cancel.h"
@@ -12,22 +11,11 @@
 namespace deskreader::api {
 namespace {
 
-constexpr std::chrono::milliseconds poll_step(100);
-
 struct Outcome {
     int result = status::ok;
     int counted = 0;  // attempts after which a card could still come, where they are counted
     bool cancelled = false;
 };
-
-// Lets the time until the next attempt pass. False when the wait was cancelled.
-bool pause(int steps) noexcept {
-    for (int step = 0; step < steps; ++step) {
-        clock::sleep(poll_step);
-        if (cancel_wait::requested()) return false;
-    }
-    return true;
-}
 
 Outcome wait(PowerOn& card, const WaitRules& rules, int limit, CardData& answer) noexcept {
     const std::time_t begin = clock::wall_time();
@@ -36,7 +24,7 @@ Outcome wait(PowerOn& card, const WaitRules& rules, int limit, CardData& answer)
         answer = {};
         outcome.result = card.attempt(answer);
         if (outcome.result != status::card_absent && outcome.result != rules.refused) break;
-        outcome.cancelled = !pause(rules.pause_steps);
+        outcome.cancelled = !cancel_wait::pause(rules.pause_steps);
         if (outcome.cancelled) break;
         if (limit == 0) continue;
         if (rules.limit != Limit::seconds) ++outcome.counted;

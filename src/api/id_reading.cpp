@@ -2,7 +2,6 @@
 
 #include <deskreader.h>
 
-#include <chrono>
 #include <cstring>
 #include <ctime>
 
@@ -21,23 +20,10 @@ constexpr int default_baud = 9600;
 constexpr int command_limit_ms = 1000;
 constexpr int read_limit_ms = 3000;
 
-constexpr std::chrono::milliseconds poll_step(100);
 constexpr int steps_between_searches = 9;
 
 bool card_may_still_come(int result) noexcept {
     return result == status::id_card_not_found || result == status::id_read_failed;
-}
-
-// Lets the time until the next search pass. False when the wait was cancelled.
-bool pause() noexcept {
-    for (int step = 0; step < steps_between_searches; ++step) {
-        clock::sleep(poll_step);
-        if (cancel_wait::requested()) {
-            GLogE("Canceled!\r\n");
-            return false;
-        }
-    }
-    return true;
 }
 
 // Searches until a card answers, the time is over or the wait is cancelled.
@@ -48,7 +34,10 @@ int find_card(int timeout_s) noexcept {
     do {
         result = ID_FindCard(&context, command_limit_ms);
         if (!card_may_still_come(result)) break;
-        if (!pause()) return status::operation_cancelled;
+        if (!cancel_wait::pause(steps_between_searches)) {
+            GLogE("Canceled!\r\n");
+            return status::operation_cancelled;
+        }
     } while (timeout_s == 0 || clock::wall_time() - begin < timeout_s);
     if (result != status::ok && timeout_s == 0) {
         GLogE("Timeout!\r\n");

@@ -21,7 +21,7 @@ constexpr std::size_t picture_pixels_at = 64;
 constexpr int picture_width = 40;
 constexpr int picture_height = 48;
 
-// A drawn face in front of a plain background, 1024 bytes. The seed chooses its colours.
+// A drawn face in front of a plain background, 1024 bytes. `seed` chooses its colours.
 Bytes portrait(std::uint32_t seed);
 
 }  // namespace virtual_reader
