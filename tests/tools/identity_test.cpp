@@ -45,7 +45,7 @@ Bytes bmp_of(const Bytes& picture) {
             const std::size_t pixel = row * 48 / 126 * 40 + column * 40 / 102;
             const unsigned pair = picture[64 + pixel / 2];
             const std::size_t colour = 16 + 3 * (pixel % 2 == 0 ? pair >> 4 : pair & 0x0F);
-            for (const std::size_t part : {2, 1, 0})
+            for (const std::size_t part : {2u, 1u, 0u})
                 file.push_back(picture[colour + part]);
         }
         file.insert(file.end(), {0xFF, 0xFF});

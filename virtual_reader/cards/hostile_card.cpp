@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::string_view directory_name = "1PAY.SYS.DDF01";
 
-const Bytes application = {0xA0, 0x00, 0x00, 0x03, 0x33, 0x01, 0x01, 0x01};
+constexpr std::uint8_t application[] = {0xA0, 0x00, 0x00, 0x03, 0x33, 0x01, 0x01, 0x01};
 
 // Objects whose lengths lie, for the place of a response's objects.
 constexpr std::array<std::string_view, 10> lies = {

@@ -41,13 +41,16 @@ std::unique_ptr<Card> read_purse_card(const Node& node) {
     if (node.has("application")) settings.application = node.at("application").hex(5, 16);
     if (node.has("pin")) settings.pin = node.at("pin").hex(2, 6);
     if (node.has("pin_tries")) settings.pin_tries = node.at("pin_tries").number(1, 15);
-    if (node.has("deposit"))
+    if (node.has("deposit")) {
         settings.deposit =
             static_cast<std::uint32_t>(node.at("deposit").large_number(0, UINT32_MAX));
-    if (node.has("purse"))
+    }
+    if (node.has("purse")) {
         settings.purse = static_cast<std::uint32_t>(node.at("purse").large_number(0, UINT32_MAX));
-    if (node.has("key_index"))
+    }
+    if (node.has("key_index")) {
         settings.key_index = static_cast<std::uint8_t>(node.at("key_index").number(0, 255));
+    }
     if (node.has("keys")) settings.keys = read_keys(node.at("keys"));
     if (node.has("files")) {
         for (const Node& file : node.at("files").elements()) {
