@@ -55,9 +55,8 @@ class Reader {
         return text.data();
     }
 
-    // Gives the card its bank's answer, and returns the card's own: its signature on what became of
-    // it.
-    std::string complete(const std::string& transaction, const std::string& answer) {
+    // Gives the card its bank's answer, and returns what it signs of that.
+    std::string complete(const std::string& transaction, const std::string& answer) const {
         std::array<char, 64> script{};
         std::array<char, 1024> signature{};
         const int result = RD_ICExeScript_TC(kind_, transaction.c_str(), answer.c_str(),
@@ -67,7 +66,7 @@ class Reader {
     }
 
     // The newest payment in the card's log, as fields: a letter, three digits of length, the value.
-    std::string last_payment() {
+    std::string last_payment() const {
         std::array<char, 4102> text{};
         check("RD_ICGetDetail", RD_ICGetDetail(any_slot, 0, text.data(), wait_s));
         constexpr std::size_t counts = 5;  // of entries, and of the characters of one
