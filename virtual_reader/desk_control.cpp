@@ -101,7 +101,7 @@ ControlAnswer control(Reader& reader, std::string_view line) {
     if (words.empty()) return {};
     try {
         return carry_out(reader, words);
-    } catch (const std::invalid_argument& error) {
+    } catch (const std::exception& error) {
         return {std::string(error.what()) + "\n"};
     }
 }

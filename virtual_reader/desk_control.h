@@ -28,7 +28,8 @@ struct ControlAnswer {
     bool quit = false;
 };
 
-// Does what a line says. A line that makes no sense is answered with what would.
+// Does what a line says. A line that makes no sense is answered with what would, and one that could
+// not be carried out with why.
 ControlAnswer control(Reader& reader, std::string_view line);
 
 }  // namespace virtual_reader

@@ -13,6 +13,7 @@
 #include "deck.h"
 #include "desk_control.h"
 #include "links/serial_line.h"
+#include "links/vpcd_link.h"
 #include "options.h"
 
 namespace {
@@ -42,8 +43,27 @@ class InputLines {
     std::string held_;
 };
 
+constexpr Place first_slot{false, 0};
+constexpr Place field{true, 0};
+
+// Where the card for PC/SC programs is.
+Place place_for_vpcd(const Reader& reader, const std::string& card) {
+    if (card.empty()) return first_slot;
+    for (const Place place : {first_slot, field}) {
+        const Card* there = reader.ic().card_at(place);
+        if (there != nullptr && there->name() == card) return place;
+    }
+    throw std::invalid_argument("the card " + card + " takes no commands from PC/SC programs");
+}
+
 // The link that was asked for.
-std::unique_ptr<Link> make_link(const Options&) {
+std::unique_ptr<Link> make_link(const Options& options, const Reader& reader) {
+    const auto vpcd = [&](std::unique_ptr<Door> door) {
+        return std::make_unique<VpcdLink>(std::move(door), place_for_vpcd(reader, options.card));
+    };
+    if (!options.vpcd.empty()) return vpcd(connecting_door(address_from_text(options.vpcd)));
+    if (!options.vpcd_listen.empty())
+        return vpcd(listening_door(address_from_text(options.vpcd_listen)));
     return std::make_unique<SerialLine>();
 }
 
@@ -71,8 +91,10 @@ void serve(Reader& reader, Link& link) {
 }
 
 std::unique_ptr<Reader> make_reader(const Options& options) {
-    return options.deck.empty() ? reader_from_deck(default_deck(), "built-in deck")
-                                : reader_from_deck_file(options.deck);
+    auto reader = options.deck.empty() ? reader_from_deck(default_deck(), "built-in deck")
+                                       : reader_from_deck_file(options.deck);
+    if (!options.card.empty()) reader->insert(options.card);
+    return reader;
 }
 
 }  // namespace
@@ -89,7 +111,7 @@ int main(int argc, char** argv) {
         std::signal(signal, [](int) { stopped = 1; });
     try {
         const auto reader = make_reader(*options);
-        const auto link = make_link(*options);
+        const auto link = make_link(*options, *reader);
         serve(*reader, *link);
         return ended;
     } catch (const std::exception& error) {

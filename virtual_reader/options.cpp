@@ -14,6 +14,13 @@ constexpr OptionRow rows[] = {
     {"--deck", "FILE", &Options::deck,
      "JSON file with the reader's settings and cards; one is built in"},
     {"--show-deck", nullptr, &Options::show_deck, "Print the built-in deck and end"},
+    {"--card", "NAME", &Options::card,
+     "Put this card of the deck into the reader at the beginning"},
+    {"--vpcd", "HOST:PORT", &Options::vpcd,
+     "Instead of a pseudo-terminal: connect the card to vsmartcard's vpcd, for PC/SC programs. It "
+     "is the card in slot 0, or that of --card"},
+    {"--vpcd-listen", "HOST:PORT", &Options::vpcd_listen,
+     "The same, for a vpcd that connects by itself"},
 };
 
 constexpr const char* about =

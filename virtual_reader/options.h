@@ -12,6 +12,9 @@ namespace virtual_reader {
 struct Options {
     std::string deck;  // file; empty: the built-in one
     bool show_deck = false;
+    std::string card;
+    std::string vpcd;         // HOST:PORT to connect to
+    std::string vpcd_listen;  // HOST:PORT to listen at
 };
 
 // A row of --help, and of the manual.

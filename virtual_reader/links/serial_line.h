@@ -1,11 +1,10 @@
 // The reader's end of a serial line: a pseudo-terminal whose other end a host opens like a port.
 #pragma once
 
-#include <chrono>
-#include <deque>
 #include <string>
 
 #include "links/link.h"
+#include "links/output_queue.h"
 
 namespace virtual_reader {
 
@@ -34,11 +33,6 @@ class SerialLine final : public Link {
     std::size_t misread() const { return misread_; }
 
   private:
-    struct Output {
-        std::chrono::steady_clock::time_point due;
-        Bytes bytes;
-    };
-
     void open_line();
     void close_line();
     void unplug_line();
@@ -58,7 +52,7 @@ class SerialLine final : public Link {
     std::string device_;
     int last_rate_ = 0;
     std::size_t misread_ = 0;
-    std::deque<Output> output_;
+    OutputQueue output_;
     int replugs_ = 0;
 };
 
