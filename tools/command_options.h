@@ -22,5 +22,7 @@ void add_classic_change(CLI::App& command, Options& options);
 void add_ultralight_read(CLI::App& command, Options& options);
 void add_ultralight_write(CLI::App& command, Options& options);
 void add_ultralight_verify(CLI::App& command, Options& options);
+void add_decode(CLI::App& command, Options& options);
+void add_log(CLI::App& command, Options& options);
 
 }  // namespace desk_tool

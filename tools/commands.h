@@ -9,6 +9,7 @@
 #include <CLI/CLI.hpp>
 
 #include "connection.h"
+#include "explain_options.h"
 #include "output.h"
 
 namespace desk_tool {
@@ -46,6 +47,8 @@ struct Options {
     std::int32_t value = 0;
     int change = 0;
     bool system = false;  // write also what is no plain data
+
+    ExplainOptions explain;
 
     int slot_number() const { return slot == "contact" ? 0 : slot == "contactless" ? 1 : 2; }
 };
@@ -85,5 +88,7 @@ void run_ultralight_read(const Options& options, Output& output);
 void run_ultralight_write(const Options& options, Output& output);
 void run_ultralight_verify(const Options& options, Output& output);
 void run_tour(const Options& options, Output& output);
+void run_decode(const Options& options, Output& output);
+void run_log(const Options& options, Output& output);
 
 }  // namespace desk_tool

@@ -49,6 +49,9 @@ constexpr Command commands[] = {
      "ticket"},
     {"tour", "Go through a session step by step, against the built-in virtual cards", nullptr,
      run_tour},
+    {"decode", "Explain data objects, an ATR, an APDU or a frame, given in hexadecimal", add_decode,
+     run_decode},
+    {"log", "Explain a log of the library", add_log, run_log},
 };
 
 struct Group {
