@@ -1,5 +1,4 @@
-// UCS-2 (two bytes a character, low byte first) to GB18030, by binary search in the standard's
-// tables.
+// UCS-2 (two bytes a character, low byte first) to GB18030, by search in the standard's tables.
 #include <deskreader.h>
 
 #include <algorithm>
@@ -8,28 +7,26 @@
 #include <iterator>
 #include <span>
 
+#include "support/gb18030_pages.h"
+
 namespace {
+
+using deskreader::gb18030::Pages;
 
 constexpr int max_source = 510;
 constexpr int output_limit = 1024;
 constexpr unsigned char unmapped = 0xFF;
 
-// The row with the searched UCS-2 value, null if there is none.
+// The row with the searched UCS-2 value, null if there is none. Most characters are of a page
+// without gaps, in which the low byte counts the rows; in others it is searched for.
 template <class Row>
-const Row* search(std::span<const Row> table, unsigned short ucs2) {
-    int low = 0;
-    int high = static_cast<int>(table.size()) - 1;
-    while (low <= high) {
-        const int middle = high - low == 1 ? high : (low + high) / 2;
-        const Row& row = table[static_cast<std::size_t>(middle)];
-        if (row.nUcs2 == ucs2) return &row;
-        if (ucs2 < row.nUcs2) {
-            high = middle - 1;
-        } else {
-            low = middle + 1;
-        }
-    }
-    return nullptr;
+const Row* search(std::span<const Row> table, const Pages& pages, unsigned short ucs2) {
+    const unsigned high = ucs2 >> 8;
+    const auto page = table.subspan(pages[high], pages[high + 1] - std::size_t{pages[high]});
+    const std::size_t low = ucs2 & 0xFFu;
+    if (low < page.size() && page[low].nUcs2 == ucs2) return &page[low];
+    const auto row = std::ranges::lower_bound(page, ucs2, {}, &Row::nUcs2);
+    return row != page.end() && row->nUcs2 == ucs2 ? &*row : nullptr;
 }
 
 unsigned four_byte_code(const GB18030_4BYTE& row) {
@@ -62,14 +59,16 @@ int mmi_chset_ucs2_gb18030_4byte_size_add(void) {
 }
 
 int mmi_chset_ucs2_to_gb18030_2_byte_search(unsigned short ucs2, unsigned short* code) {
-    const auto* row = search<GB18030_2BYTE>(g_chset_ucs2_to_gb18030_2_byte_tbl, ucs2);
+    const auto* row = search<GB18030_2BYTE>(g_chset_ucs2_to_gb18030_2_byte_tbl,
+                                            deskreader::gb18030::two_byte_pages, ucs2);
     if (row == nullptr) return 0;
     *code = row->nCode;
     return 1;
 }
 
 int mmi_chset_ucs2_to_gb18030_4_byte_search(unsigned short ucs2, unsigned int* code) {
-    const auto* row = search<GB18030_4BYTE>(g_chset_ucs2_to_gb18030_4_byte_tbl, ucs2);
+    const auto* row = search<GB18030_4BYTE>(g_chset_ucs2_to_gb18030_4_byte_tbl,
+                                            deskreader::gb18030::four_byte_pages, ucs2);
     if (row == nullptr) return 0;
     *code = four_byte_code(*row);
     return 1;
