@@ -1,10 +1,10 @@
 // Base64 with the standard alphabet (RFC 4648), always padded.
 #include <deskreader.h>
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdlib>
-#include <iterator>
 #include <string_view>
 
 namespace {
@@ -29,6 +29,25 @@ void* allocate_cleared(std::size_t size) {
     return memory;
 }
 
+// Four characters of three bytes.
+void put_group(char* out, unsigned first, unsigned second, unsigned third) {
+    const unsigned group = first << 16 | second << 8 | third;
+    for (unsigned i = 0; i < 4; ++i)
+        out[i] = alphabet[group >> (18 - 6 * i) & 0x3F];
+}
+
+unsigned place_of(char character) {
+    return places[static_cast<unsigned char>(character)];
+}
+
+// Three bytes of four characters.
+void take_group(unsigned char* out, const char* text) {
+    const unsigned group = place_of(text[0]) << 18 | place_of(text[1]) << 12 |
+                           place_of(text[2]) << 6 | place_of(text[3]);
+    for (unsigned i = 0; i < 3; ++i)
+        out[i] = static_cast<unsigned char>(group >> (16 - 8 * i));
+}
+
 // Each of the last three characters that is a pad counts, whatever stands beside it.
 int count_pads(std::string_view text) {
     int pads = 0;
@@ -49,14 +68,12 @@ char* base64_encode(const unsigned char* data, unsigned int length) {
     const std::size_t groups = (static_cast<std::size_t>(length) + 2) / 3;
     auto* text = static_cast<char*>(allocate_cleared(4 * groups + 1));
     char* next = text;
-    for (std::size_t at = 0; at < length; at += 3) {
-        const std::size_t count = length - at < 3 ? length - at : 3;
-        unsigned group = 0;
-        for (std::size_t i = 0; i < 3; ++i)
-            group = group << 8 | (i < count ? data[at + i] : 0u);
-        for (std::size_t i = 0; i < 4; ++i) {
-            *next++ = i <= count ? alphabet[group >> (18 - 6 * i) & 0x3F] : pad;
-        }
+    std::size_t at = 0;
+    for (; at + 3 <= length; at += 3, next += 4)
+        put_group(next, data[at], data[at + 1], data[at + 2]);
+    if (const std::size_t rest = length - at; rest > 0) {
+        put_group(next, data[at], rest == 2 ? data[at + 1] : 0u, 0);
+        std::fill(next + 1 + rest, next + 4, pad);
     }
     return text;
 }
@@ -70,17 +87,17 @@ unsigned char* base64_decode(const char* text, int length, int* out_length) {
 
     const std::string_view digits = all.substr(0, all.size() - static_cast<std::size_t>(pads));
     unsigned char* next = decoded;
-    for (std::size_t at = 0; at < digits.size(); at += 4) {
-        const std::string_view group = digits.substr(at, 4);
-        unsigned place[4] = {};
-        for (std::size_t i = 0; i < group.size(); ++i)
-            place[i] = places[static_cast<unsigned char>(group[i])];
-        const unsigned bytes[] = {place[0] << 2 | place[1] >> 4, place[1] << 4 | place[2] >> 2,
-                                  place[2] << 6 | place[3]};
-        // kept: a last group of 3 or 2 characters gives 3 or 2 bytes, the final one too many and 0.
-        for (std::size_t i = 0; i < std::size(bytes) && i < group.size(); ++i)
-            *next++ = static_cast<unsigned char>(bytes[i]);
-    }
+    std::size_t at = 0;
+    for (; at + 4 <= digits.size(); at += 4, next += 3)
+        take_group(next, &digits[at]);
+    // kept: a last group of 3 or 2 characters gives 3 or 2 bytes, the final one too many and 0.
+    std::array<char, 4> last;
+    last.fill(alphabet[0]);
+    std::array<unsigned char, 3> bytes;
+    const auto end =
+        std::copy(digits.begin() + static_cast<std::ptrdiff_t>(at), digits.end(), last.begin());
+    take_group(bytes.data(), last.data());
+    next = std::copy_n(bytes.begin(), end - last.begin(), next);
     *next = 0;
     return decoded;
 }
