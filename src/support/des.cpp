@@ -130,6 +130,7 @@ constexpr GroupChoice round_choice = by_groups([](unsigned from) {
 template <unsigned Width>
 std::uint64_t choose(std::uint64_t word, const GroupChoice& rows) noexcept {
     std::uint64_t result = 0;
+#pragma GCC unroll 8
     for (unsigned group = 0; group < 8; ++group)
         result |= rows[group][word >> (Width * (7 - group) + Width - 7) & 0x7F];
     return result;
