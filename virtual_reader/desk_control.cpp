@@ -92,6 +92,10 @@ ControlAnswer carry_out(Reader& reader, const std::vector<std::string>& words) {
 
 }  // namespace
 
+std::string desk_commands() {
+    return std::string(commands);
+}
+
 ControlAnswer control(Reader& reader, std::string_view line) {
     const auto words = words_of(line);
     if (words.empty()) return {};

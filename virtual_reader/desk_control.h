@@ -20,6 +20,9 @@
 
 namespace virtual_reader {
 
+// The commands and what they do, as "help" tells them.
+std::string desk_commands();
+
 struct ControlAnswer {
     std::string text;  // lines for the person, each with its end
     bool quit = false;
