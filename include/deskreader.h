@@ -17,7 +17,8 @@
  *   many bytes to provide. On failure nothing is written unless the comment says so.
  * - Time limits are seconds in RD_ functions and milliseconds below them; 0 means no limit.
  * - One thread calls at a time. Only RD_Cancel, RD_CancelWait, RD_Reset, RD_Close, RD_DisConnect,
- *   Ovan_Cancel and COMM_cancle are meant for a second thread.
+ *   Ovan_Cancel and COMM_cancle are meant for a second thread, at any moment: the three that change
+ *   the connection cancel the exchange that is under way and wait for its end.
  * - No exception leaves the library and it keeps no thread of its own; hidapi runs one for an open
  *   USB device.
  * - A null pointer is refused before anything goes to the reader: with -1007 by RD_ functions (as a

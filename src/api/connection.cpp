@@ -6,6 +6,7 @@
 
 #include "api/cancel.h"
 #include "device/context.h"
+#include "device/turn.h"
 #include "status.h"
 #include "support/config.h"
 #include "support/pointers.h"
@@ -63,6 +64,7 @@ int reopen() noexcept {
 int RD_InitConnect(int port, int baud, int bp_port, int no_info, int, char* info,
                    int* info_length) {
     if (no_info == 0 && any_null(info, info_length)) return status::invalid_parameter;
+    const device::Turn turn;
     int result = Ovan_Open(&context, port, baud, port_character(bp_port));
     if (result != status::ok) {
         GLogE("OpenDevice Error!\r\n");
@@ -74,6 +76,7 @@ int RD_InitConnect(int port, int baud, int bp_port, int no_info, int, char* info
 
 int RD_InitConnect_PID(int vid, int pid, int, char* info, int* info_length) {
     if (any_null(info, info_length)) return status::invalid_parameter;
+    const device::Turn turn;
     int result = Ovan_Open_PID(&context, vid, pid);
     if (result != status::ok) {
         GLogE("OpenDevice Error!\r\n");
@@ -84,6 +87,7 @@ int RD_InitConnect_PID(int vid, int pid, int, char* info, int* info_length) {
 }
 
 int RD_Open(int port, int baud, int bp_port) {
+    const device::Turn turn;
     const int result = Ovan_Open(&context, port, baud, port_character(bp_port));
     if (result != status::ok) GLogE("OpenDevice Error!\r\n");
     const int device_baud = config::integer("devcfg", "DevBaud", default_baud);
@@ -101,6 +105,7 @@ int RD_Open_PID(int vid, int pid) {
 int RD_Close(void) {
     cancel_wait::request();
     Ovan_Cancel();
+    const device::CancellingTurn turn;
     RD_SetDevBaud(static_cast<int>(g_DevBaud));
     context.nRefCnt = 1;
     Ovan_Close(&context);
@@ -112,6 +117,7 @@ int RD_DisConnect(void) {
     // kept: forgets the connection without closing the device or turning its baud rate back.
     cancel_wait::request();
     Ovan_Cancel();
+    const device::CancellingTurn turn;
     DC_Init(&context);
     return RD_GetErrorCode(status::ok);
 }
@@ -140,6 +146,7 @@ int RD_CancelWait(void) {
 int RD_Reset(void) {
     cancel_wait::request();
     Ovan_Cancel();
+    const device::CancellingTurn turn;
     const int result = Ovan_Reset(&context, reset_limit_ms);
     if (result != status::ok) GLogE("Reset Error!\r\n");
     return RD_GetErrorCode(result);
@@ -165,6 +172,7 @@ int RD_ChangeMode(int mode) {
 
 int RD_ChangeBaud(int baud, long long* old_baud) {
     if (any_null(old_baud)) return status::invalid_parameter;
+    const device::Turn turn;
     const bool serial = device::is_serial(context);
     if (serial) {
         *old_baud = static_cast<int>(DC_GetCOMBaud(&context));
@@ -176,6 +184,7 @@ int RD_ChangeBaud(int baud, long long* old_baud) {
 }
 
 int RD_SetDevBaud(int baud) {
+    const device::Turn turn;
     const bool differs =
         device::is_serial(context) && static_cast<unsigned>(baud) != DC_GetCOMBaud(&context);
     return differs ? RD_GetErrorCode(IC_SetBaud(&context, baud)) : status::ok;

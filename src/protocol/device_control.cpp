@@ -7,6 +7,7 @@
 
 #include "device/context.h"
 #include "device/transport.h"
+#include "device/turn.h"
 #include "status.h"
 #include "support/clock.h"
 #include "support/config.h"
@@ -69,6 +70,7 @@ int configured_baud(DEVCONTEXT* target, const char* key) noexcept {
 
 int Ovan_Open(DEVCONTEXT* target, int port, int baud, int bp_port) {
     if (any_null(target)) return status::invalid_argument;
+    const device::Turn turn;
     if (DC_IsOpen(target) != 0) return status::ok;
     DC_Init(target);
     if (port == 0) {
@@ -85,6 +87,7 @@ int Ovan_Open(DEVCONTEXT* target, int port, int baud, int bp_port) {
 
 int Ovan_Open_PID(DEVCONTEXT* target, int vid, int pid) {
     if (any_null(target)) return status::invalid_argument;
+    const device::Turn turn;
     if (DC_IsOpen(target) != 0) return status::ok;
     DC_Init(target);
     use_usb(target, vid, pid);
@@ -93,6 +96,7 @@ int Ovan_Open_PID(DEVCONTEXT* target, int vid, int pid) {
 
 int Ovan_Close(DEVCONTEXT* target) {
     if (any_null(target)) return status::invalid_argument;
+    const device::Turn turn;
     if (g_Bp == 1) send_bp_command(target, bp_release);
     COMM_Close(target);
     return status::ok;
@@ -100,6 +104,7 @@ int Ovan_Close(DEVCONTEXT* target) {
 
 int Ovan_SetBpPort(DEVCONTEXT* target, int port) {
     if (any_null(target)) return status::invalid_argument;
+    const device::Turn turn;
     g_Bp = 0;
     const auto character = static_cast<signed char>(port);
     if (character >= first_bp_port && character <= last_bp_port) {
@@ -119,6 +124,7 @@ int Ovan_Reset(DEVCONTEXT* target, int timeout_ms) {
 
 int Ovan_ChangeMode(DEVCONTEXT* target, int mode) {
     if (any_null(target)) return status::invalid_argument;
+    const device::Turn turn;
     for (const ModeCommand& row : mode_commands) {
         if (row.mode != static_cast<signed char>(mode)) continue;
         const bool plain = configured_baud(target, row.baud_key) == plain_baud;
@@ -139,6 +145,7 @@ int Ovan_Cancel(void) {
 }
 
 int Ovan_ReadData(DEVCONTEXT* target, int timeout_ms) {
+    const device::Turn turn;
     std::array<unsigned char, 4096> data;
     int result = COMM_Open(target);
     if (result == status::ok) {

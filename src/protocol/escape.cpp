@@ -16,6 +16,7 @@
 #include <string_view>
 
 #include "device/transport.h"
+#include "device/turn.h"
 #include "protocol/module.h"
 #include "status.h"
 #include "support/log.h"
@@ -40,6 +41,7 @@ struct Expected {
 int send_and_receive(DEVCONTEXT* target, std::span<const unsigned char> command,
                      std::span<unsigned char> out, const Expected& expected,
                      unsigned timeout_ms) noexcept {
+    const device::Turn turn;
     protocol::address(target, protocol::Module::base);
     std::array<unsigned char, max_reply> reply{};
     int received = 0;

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "device/transport.h"
+#include "device/turn.h"
 #include "protocol/module.h"
 #include "status.h"
 #include "support/log.h"
@@ -82,6 +83,7 @@ int exchange(const FrameFormat& format, DEVCONTEXT* target, const unsigned char*
              int command_length, unsigned char* out, int out_size, int timeout_ms) noexcept {
     if (!acceptable(format, command, command_length, out, out_size))
         return status::invalid_argument;
+    const device::Turn turn;
     address(target, Module::cards);
     const device::Session session(target);
     if (session.status() != status::ok) return session.status();
