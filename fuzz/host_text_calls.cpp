@@ -18,8 +18,9 @@ void into_room(Host& h, Function function) {
     function(h.room(room), room);
 }
 
+// Of a size that may have been drawn below zero.
 std::size_t count(int number) {
-    return static_cast<std::size_t>(number);
+    return static_cast<std::size_t>(std::max(number, 0));
 }
 
 int hexadecimal(Host& h) {
@@ -71,7 +72,7 @@ int sums(Host& h) {
         GTrimZero(data.bytes, count(data.size), out, count(room));
     });
     const int room = h.size(64);
-    GMd5Encode(data.bytes, count(data.size), h.text_room(room), count(std::max(room, 0)));
+    GMd5Encode(data.bytes, count(data.size), h.text_room(room), count(room));
     return 0;
 }
 int ciphers(Host& h) {
@@ -105,7 +106,8 @@ int scan(Host& h) {
 }
 int characters(Host& h) {
     const auto data = h.data({0x2D, 0x4E, 0xFD, 0x56, 0x00, 0x00});
-    GStrUnicode2GB18030(data.bytes, h.room(2 * data.size + 2), data.size);
+    const int whole = data.size + data.size % 2;
+    GStrUnicode2GB18030(data.bytes, h.room(2 * whole + 2), data.size);
     const auto text = h.data_of(2);
     // It ends at a zero unit.
     unsigned char* terminated = h.room(text.size / 2 * 2 + 2);
@@ -133,9 +135,9 @@ int spaces(Host& h) {
 }
 int log_message(Host& h) {
     const std::string text = h.draw.text("message");
-    if (text.empty()) return 0;  // it would lock the log
+    if (text.empty()) return 0;  // an empty message would lock the log
     GLogI("%s", text.c_str());
-    GLogE("%.*s", h.number(3), text.c_str());
+    GLogE("%.*s", std::max(h.number(3), 1), text.c_str());
     GDbgPrintStr(1, text.c_str());
     return 0;
 }
