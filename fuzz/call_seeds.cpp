@@ -17,8 +17,30 @@ using robustness::Call;
 using virtual_reader::Place;
 using virtual_reader::Reader;
 
-std::unique_ptr<Reader> recorded_reader(const Call& call) {
-    auto reader = virtual_reader::reader_from_deck(robustness::all_cards(), "all cards");
+// How the deck of the tests is changed for further seeds.
+struct Variant {
+    std::string name;
+    std::string_view from;
+    std::string_view to;
+    bool agrees = false;  // the card refuses nothing
+};
+
+const Variant variants[] = {
+    {"", "", ""},
+    {" agreed", "", "", true},
+    {" objects", R"("balance": 10000)",
+     R"("balance": 10000, "options": "objects", "cryptogram_objects": true)"},
+    {" residence", R"("kind": "resident")", R"("kind": "residence")"},
+    {" foreign", R"("kind": "resident",
+      "texts": { "name")",
+     R"("kind": "foreign", "texts": { "english_name")"},
+};
+
+std::unique_ptr<Reader> recorded_reader(const Call& call, const Variant& variant) {
+    std::string deck(robustness::all_cards());
+    if (!variant.from.empty())
+        deck.replace(deck.find(variant.from), variant.from.size(), variant.to);  // or it throws
+    auto reader = virtual_reader::reader_from_deck(deck, "all cards");
     reader->insert(call.card);
     return reader;
 }
@@ -26,7 +48,8 @@ std::unique_ptr<Reader> recorded_reader(const Call& call) {
 // Passes on what a working reader says, and writes it down as WireEnd takes it.
 class WireRecorder final : public FarEnd {
   public:
-    WireRecorder(const Call& call, Bytes& seed) : inner_(recorded_reader(call)), seed_(seed) {}
+    WireRecorder(const Call& call, const Variant& variant, Bytes& seed)
+        : inner_(recorded_reader(call, variant)), seed_(seed) {}
 
     void hear(int mode_id, View bytes) override {
         is_asked_ = true;
@@ -48,7 +71,8 @@ class WireRecorder final : public FarEnd {
 // The same for FramedEnd.
 class FramedRecorder final : public FarEnd {
   public:
-    FramedRecorder(const Call& call, Bytes& seed) : inner_(recorded_reader(call)), seed_(seed) {}
+    FramedRecorder(const Call& call, const Variant& variant, Bytes& seed)
+        : inner_(recorded_reader(call, variant)), seed_(seed) {}
 
     void hear(int mode_id, View bytes) override {
         dialogue_.hear(bytes);
@@ -72,7 +96,8 @@ class FramedRecorder final : public FarEnd {
 // The same for a fuzzed card.
 class RecordingCard final : public virtual_reader::Card {
   public:
-    RecordingCard(virtual_reader::Card& inner, Bytes& seed) : inner_(inner), seed_(seed) {}
+    RecordingCard(virtual_reader::Card& inner, bool agrees, Bytes& seed)
+        : inner_(inner), agrees_(agrees), seed_(seed) {}
 
     const std::string& name() const override { return inner_.name(); }
     bool contactless() const override { return inner_.contactless(); }
@@ -84,31 +109,41 @@ class RecordingCard final : public virtual_reader::Card {
     void power_off() override { inner_.power_off(); }
     Bytes transmit(View command) override {
         Bytes response = inner_.transmit(command);
+        if (agrees_ && is_refusal(response)) response = approval;
         seed_.push_back(0);
         append_piece(seed_, response);
         return response;
     }
 
   private:
+    static bool is_refusal(const Bytes& response) {
+        return response.size() == 2 && response[0] != 0x90;
+    }
+
+    // A transaction certificate with status word 90 00, which serves as any answer.
+    inline static const Bytes approval = {0x80, 0x0B, 0x40, 0x00, 0x01, 0x11, 0x22, 0x33,
+                                          0x44, 0x55, 0x66, 0x77, 0x88, 0x90, 0x00};
+
     virtual_reader::Card& inner_;
+    bool agrees_;
     Bytes& seed_;
 };
 
 class CardRecorder final : public FarEnd {
   public:
-    CardRecorder(const Call& call, Bytes& seed)
-        : cards_(recorded_reader(call)), inner_(listen(seed)) {}
+    CardRecorder(const Call& call, const Variant& variant, Bytes& seed)
+        : cards_(recorded_reader(call, variant)), inner_(listen(variant, seed)) {}
 
     void hear(int mode_id, View bytes) override { inner_.hear(mode_id, bytes); }
     Bytes speak() override { return inner_.speak(); }
 
   private:
-    std::unique_ptr<Reader> listen(Bytes& seed) {
+    std::unique_ptr<Reader> listen(const Variant& variant, Bytes& seed) {
         auto reader = std::make_unique<Reader>();
         for (const bool field : {false, true}) {
             virtual_reader::Card* card = cards_->ic().card_at({field, 0});
             if (card == nullptr) continue;
-            reader->ic().add(std::make_unique<RecordingCard>(*card, seed));
+            reader->ic().add(std::make_unique<RecordingCard>(*card, variant.agrees, seed));
             reader->ic().insert(card->name());
         }
         return reader;
@@ -126,11 +161,15 @@ Bytes header_of(std::size_t call, std::uint8_t way) {
     return {static_cast<std::uint8_t>(call), way, change_by_command};
 }
 
+Header header_in(const Bytes& seed) {
+    Draw start(Input{seed});
+    return Header(start);
+}
+
 // Seeds in which nothing was said are left out.
-int write(const std::filesystem::path& folder, const Call& call, std::uint8_t way,
+int write(const std::filesystem::path& folder, std::string name, std::uint8_t way,
           const Bytes& seed) {
     if (seed.size() == header_size) return 0;
-    std::string name = call.name;
     name += (way & 1) == 0 ? " hid" : " serial";
     name += (way & 2) == 0 ? " ic" : " union";
     for (char& c : name)
@@ -154,24 +193,26 @@ int write_ways(std::span<const Call> calls, WriteOne write_one) {
 
 template <class Recorder>
 int write_answers(const std::filesystem::path& folder) {
-    return write_ways(reader_calls(), [&](const Call& call, std::uint8_t way, Bytes seed) {
-        Draw start(seed);
-        const Header header(start);
-        Draw nothing{Input{}};
-        Recorder recorder(call, seed);
-        run(header, reader_calls(), recorder, nothing);
-        return write(folder, call, way, seed);
+    return write_ways(reader_calls(), [&](const Call& call, std::uint8_t way, const Bytes& seed) {
+        int written = 0;
+        for (const Variant& variant : variants) {
+            Bytes told = seed;
+            Draw examples(&told);
+            Recorder recorder(call, variant, told);
+            run(header_in(seed), reader_calls(), recorder, examples);
+            written += write(folder, call.name + variant.name, way, told);
+        }
+        return written;
     });
 }
 
 int write_arguments(const std::filesystem::path& folder) {
     return write_ways(host_calls(), [&](const Call& call, std::uint8_t way, Bytes seed) {
-        Draw start(seed);
-        const Header header(start);
+        const Header header = header_in(seed);
         Draw examples(&seed);
         VirtualEnd reader(reader_for(call));
         run(header, host_calls(), reader, examples);
-        return write(folder, call, way, seed);
+        return write(folder, call.name, way, seed);
     });
 }
 

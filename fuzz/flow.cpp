@@ -114,7 +114,7 @@ void run(const Header& header, std::span<const Call> calls, FarEnd& far_end, Dra
 std::span<const Call> reader_calls() {
     static const std::vector<Call> calls = [] {
         std::vector<Call> all;
-        // In the order in which they came to be: an input names its call by the number.
+        // An input names its call by the number: further ones go to the end of the last family.
         for (const auto family :
              {robustness::card_calls(), robustness::payment_calls(), robustness::module_calls(),
               robustness::terminal_calls(), robustness::connection_calls(), sequences()})

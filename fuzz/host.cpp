@@ -70,7 +70,7 @@ bool runs_for_ever(std::string_view hexadecimal) {
 std::span<const robustness::Call> host_calls() {
     static const std::vector<robustness::Call> calls = [] {
         std::vector<robustness::Call> all;
-        // In the order in which they came to be: an input names its call by the number.
+        // An input names its call by the number: further ones go to the end of the last family.
         for (const auto family : {host_card_calls(), host_command_calls(), host_text_calls()})
             all.insert(all.end(), family.begin(), family.end());
         expect(all.size() <= 256);

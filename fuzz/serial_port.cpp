@@ -13,8 +13,6 @@
 #include <termios.h>
 #include <unistd.h>
 
-// The names are the linker's.
-// NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" {
 int __real_open(const char* path, int flags, ...);
 int __real_close(int file);
@@ -119,4 +117,3 @@ ssize_t __wrap_write(int file, const void* data, size_t size) {
     serial_port::current->write({static_cast<const std::uint8_t*>(data), size});
     return static_cast<ssize_t>(size);
 }
-// NOLINTEND(bugprone-reserved-identifier)
