@@ -9,6 +9,7 @@
 #include "expect.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+    GSetLogFilePath("/dev/null");
     const std::string text(reinterpret_cast<const char*>(bytes), size);
     for (char letter = 'A'; letter <= 'Z'; ++letter) {
         const auto value = deskreader::host_text::find_field(text, {&letter, 1});

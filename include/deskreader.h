@@ -322,7 +322,8 @@ DESKREADER_API int mmi_chset_ucs2_to_gb18030_str(unsigned char* szOut,
 DESKREADER_API int app_ucs2_strlen(const unsigned char* szText);
 
 /* Converts iLength bytes, at most 510 (what is more is left out), up to a zero unit, with the limit
- * 1024. Returns the bytes written, two zero bytes included: provide twice iLength and 2. */
+ * 1024. Returns the bytes written, two zero bytes included: provide twice iLength and 2, and 2 more
+ * when it is odd, as half a character is completed by a zero. */
 DESKREADER_API int GStrUnicode2GB18030(const unsigned char* szSource, unsigned char* szOut,
                                        int iLength);
 

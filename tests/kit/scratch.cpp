@@ -8,8 +8,6 @@
 #include <iterator>
 #include <regex>
 
-#include <gtest/gtest.h>
-
 namespace kit {
 
 ScratchDirectory::ScratchDirectory() {

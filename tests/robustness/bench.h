@@ -10,6 +10,7 @@
 #include "kit/fake_clock.h"
 #include "links/serial_reader.h"
 #include "links/usb_port.h"
+#include "robustness/all_cards.h"
 
 namespace robustness {
 
@@ -33,10 +34,6 @@ class HurriedClock final : public deskreader::clock::Source {
     std::chrono::microseconds passed_{0};  // at begin_, by this clock
     int speed_ = 1;
 };
-
-// All kinds of card; in the reader are a bank card, a MIFARE card in the field, a swiped card and
-// an identity card.
-std::string_view all_cards();
 
 class Bench final : public kit::HidDevice {
   public:

@@ -195,6 +195,11 @@ TEST(Gb18030Block, ConvertsExactlyItsBytes) {
     EXPECT_EQ(convert_block(hex("41 42"), 1), hex("41 00 00")) << "an odd byte counts as a low one";
 }
 
+// Half a character may become four bytes: more than twice what was given, and two zeros.
+TEST(Gb18030Block, NeedsMoreRoomForHalfACharacter) {
+    EXPECT_EQ(convert_block(hex("80 42"), 1), hex("81 30 81 30 00 00"));
+}
+
 TEST(Gb18030Block, TakesAtMost510Bytes) {
     Bytes source;
     for (int i = 0; i < 400; ++i)
