@@ -21,19 +21,19 @@ constexpr const char* standard_input = "-";
 
 constexpr const char* decode_examples =
     "Examples:\n"
-    "  deskreader decode 9F02060000000012 5F2A020156     data objects\n"
+    "  deskreader decode 9F0206000000000012 5F2A020156   data objects\n"
     "  deskreader decode 3B:9F:95:80:1F:C3               an answer to reset, as far as it goes\n"
     "  deskreader decode 00 A4 04 00 07 A0000000031010   a command to a card\n"
     "  deskreader decode 6982                            a status word\n"
-    "  deskreader decode --as frame 6003E30100           a frame without its check byte\n"
+    "  deskreader decode --as frame 6003E3010081         a frame as it reads\n"
     "  xclip -o | deskreader decode -                    what was copied\n"
     "Everything is shown as it is given; nothing is masked.";
 
 constexpr const char* log_examples =
     "Examples:\n"
-    "  deskreader log log/20261121.log                   every command and answer\n"
-    "  deskreader log --timeline log/20261121.log        one line each, with the times\n"
-    "  deskreader --json log log/20261121.log            for programs\n"
+    "  deskreader log sd_20261121.log                   every command and answer\n"
+    "  deskreader log --timeline sd_20261121.log        one line each, with the times\n"
+    "  deskreader --json log sd_20261121.log            for programs\n"
     "Card numbers, tracks, names, PINs, keys and identity text are masked (digits become 0),\n"
     "unless --unmasked asks for them. Times are whole seconds, as the log has them.";
 

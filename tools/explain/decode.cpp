@@ -76,6 +76,11 @@ bool ends_with_status_word(View bytes) {
     return bytes.size() >= 2 && may_be_status_word(word_at(bytes, bytes.size() - 2));
 }
 
+// Also one that was cut short or has too much.
+bool begins_as_answer_to_reset(View bytes) {
+    return bytes.size() > 1 && (bytes[0] == 0x3B || bytes[0] == 0x3F);
+}
+
 // Objects alone, rather than with a status word behind them, which may look like one more.
 bool is_objects_alone(View bytes) {
     if (!begins_with_known_tag(bytes) || !is_objects(bytes, Strictness::exact)) return false;
@@ -146,10 +151,10 @@ std::optional<Kind> likely_kind(View bytes) {
     if (is_answer_to_reset(bytes)) return Kind::answer_to_reset;
     if (is_command(bytes)) return Kind::apdu;
     if (is_objects_alone(bytes)) return Kind::objects;
+    if (begins_as_answer_to_reset(bytes)) return Kind::answer_to_reset;
     if (ends_with_status_word(bytes)) return Kind::apdu;
     if (begins_with_known_tag(bytes)) return Kind::objects;
     if (framed(bytes)) return Kind::frame;
-    if (bytes.size() > 1 && (bytes[0] == 0x3B || bytes[0] == 0x3F)) return Kind::answer_to_reset;
     return std::nullopt;
 }
 
