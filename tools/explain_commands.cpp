@@ -1,6 +1,4 @@
 // "decode" and "log": what stands in explain/, on the command line.
-#include <deskreader.h>
-
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
@@ -77,12 +75,9 @@ std::string without_last_line_end(std::string text) {
     return text;
 }
 
-// Both languages, as failures of the tool are told.
+// In both languages, as failures of the tool are told.
 std::string result_text(int number) {
-    constexpr int first_api_number = -1000;
-    const int api = number > first_api_number ? RD_GetErrorCode(number) : number;
-    const std::string message = message_of(api);
-    return name_of(api) + (message.empty() ? "" : " " + message);
+    return name_of(number) + ", " + message_of(api_number_of(number));
 }
 
 }  // namespace

@@ -85,7 +85,7 @@ LogEvent LogDecoder::decoded(const LogMessage& message) {
     }
     if (message.said > message.bytes.size() && event.answered) {
         event.note.add_problem("the log has " + std::to_string(message.bytes.size()) + " of " +
-                               std::to_string(message.said) + " bytes");
+                               byte_count(message.said));
     }
     if (message.damaged) event.note.add_problem("the line is damaged");
     return event;
