@@ -34,7 +34,6 @@ constexpr std::uint8_t ultralight_write = 0xA2;
 constexpr std::size_t ultralight_write_size = 6;
 constexpr std::uint8_t first_key_page = 0x2C;
 
-constexpr std::size_t classic_block_size = 16;
 constexpr std::size_t classic_key_size = 6;
 constexpr std::size_t classic_access_size = 4;
 

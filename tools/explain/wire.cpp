@@ -9,7 +9,6 @@ namespace {
 constexpr std::uint8_t end_of_frame = 0x03;
 constexpr std::uint8_t begin_of_union = 0x02;
 constexpr std::uint8_t escape = 0x1B;
-constexpr std::uint8_t ic_lead = 0x60;
 constexpr std::array<std::uint8_t, 2> ic_begin{'6', '0'};
 constexpr std::array<std::uint8_t, 5> id_preamble{0xAA, 0xAA, 0xAA, 0x96, 0x69};
 
