@@ -132,6 +132,7 @@ void run_log(const Options& options, Output& output) {
     output.field("lines", "", static_cast<int>(counts.lines));
     output.field("commands", "", static_cast<int>(counts.sent));
     output.field("answered", "", static_cast<int>(counts.answered));
+    output.field("unanswered", "", static_cast<int>(counts.unanswered));
     output.field("other", "", static_cast<int>(counts.other));
     output.field("damaged", "", static_cast<int>(counts.damaged));
 }

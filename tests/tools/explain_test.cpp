@@ -96,7 +96,7 @@ TEST(Log, IsATimelineForPeopleAndPrograms) {
     EXPECT_EQ(tool({"--json", "log", "--timeline", log.path()}).output,
               R"({"entries":[{"line":1,"time":"2026-11-21 09:30:00","took_s":2,)"
               R"("sent":"power on, contact","answer":"no card","answered":true}],)"
-              R"("lines":4,"commands":1,"answered":1,"other":2,"damaged":0})"
+              R"("lines":4,"commands":1,"answered":1,"unanswered":0,"other":2,"damaged":0})"
               "\n");
 }
 

@@ -1,7 +1,7 @@
 #include "mask.h"
 
 #include <algorithm>
-#include <set>
+#include <deque>
 
 #include "apdu.h"
 #include "mask_values.h"
@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::size_t deepest = 16;  // templates within templates
 constexpr std::size_t status_word_size = 2;
+constexpr std::size_t remembered_numbers = 16;  // more than lie on a desk at once
 
 // Instructions whose data are PINs or keys.
 constexpr std::uint8_t secret_instructions[] = {
@@ -91,14 +92,16 @@ class Mask::State {
     void mask_classic_block(std::size_t block, Room data);
     void mask_identity_reply(Room data);
 
-    std::set<std::string> numbers_;
+    std::deque<std::string> numbers_;
     const ReaderCommand* asked_ = nullptr;
     std::size_t block_ = 0;  // of a MIFARE card, that was asked for
     std::uint8_t instruction_ = 0;
 };
 
 void Mask::State::remember(const std::string& number) {
-    if (number.size() >= shortest_card_number) numbers_.insert(number);
+    if (number.size() < shortest_card_number || contains(numbers_, number)) return;
+    numbers_.push_back(number);
+    if (numbers_.size() > remembered_numbers) numbers_.pop_front();
 }
 
 void Mask::State::mask_known(Room bytes) const {

@@ -147,6 +147,19 @@ TEST(Log, HasEscapeCommandsAsTheyAre) {
               "      characters  12345678901=?\n");
 }
 
+// A reset has no answer, and none is read.
+TEST(Log, CountsWhatShouldHaveHadAnAnswer) {
+    constexpr std::string_view log =
+        "Info(2026-11-21 09:30:00):Send Cmd: \033S\r\n"
+        "Info(2026-11-21 09:30:00):Send Cmd: \033]\r\n"
+        "Info(2026-11-21 09:30:09):Read Pack(len=0): \r\n";
+    EXPECT_EQ(viewed(log, explain::view_timeline).summary,
+              "3 lines: 2 commands, 1 without an answer, 0 other messages, 0 damaged");
+    EXPECT_EQ(viewed(log, explain::view_timeline).text,
+              "2026-11-21 09:30:00                reset  ->  nothing was read\n"
+              "2026-11-21 09:30:00    +0 s   9 s  read track 2  ->  no answer\n");
+}
+
 TEST(Log, LeavesOutWhatFramesRepeat) {
     constexpr std::string_view log =
         "Info(2026-11-21 09:30:00):Cmd: 1\023, CmdSize = 2\r\n"
