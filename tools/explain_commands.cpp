@@ -1,6 +1,4 @@
 // "decode" and "log": what stands in explain/, on the command line.
-#include <deskreader.h>
-
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
@@ -21,19 +19,19 @@ constexpr const char* standard_input = "-";
 
 constexpr const char* decode_examples =
     "Examples:\n"
-    "  deskreader decode 9F02060000000012 5F2A020156     data objects\n"
+    "  deskreader decode 9F0206000000000012 5F2A020156   data objects\n"
     "  deskreader decode 3B:9F:95:80:1F:C3               an answer to reset, as far as it goes\n"
     "  deskreader decode 00 A4 04 00 07 A0000000031010   a command to a card\n"
     "  deskreader decode 6982                            a status word\n"
-    "  deskreader decode --as frame 6003E30100           a frame without its check byte\n"
+    "  deskreader decode --as frame 6003E3010081         a frame as it reads\n"
     "  xclip -o | deskreader decode -                    what was copied\n"
     "Everything is shown as it is given; nothing is masked.";
 
 constexpr const char* log_examples =
     "Examples:\n"
-    "  deskreader log log/20261121.log                   every command and answer\n"
-    "  deskreader log --timeline log/20261121.log        one line each, with the times\n"
-    "  deskreader --json log log/20261121.log            for programs\n"
+    "  deskreader log sd_20261121.log                   every command and answer\n"
+    "  deskreader log --timeline sd_20261121.log        one line each, with the times\n"
+    "  deskreader --json log sd_20261121.log            for programs\n"
     "Card numbers, tracks, names, PINs, keys and identity text are masked (digits become 0),\n"
     "unless --unmasked asks for them. Times are whole seconds, as the log has them.";
 
@@ -77,12 +75,9 @@ std::string without_last_line_end(std::string text) {
     return text;
 }
 
-// Both languages, as failures of the tool are told.
+// In both languages, as failures of the tool are told.
 std::string result_text(int number) {
-    constexpr int first_api_number = -1000;
-    const int api = number > first_api_number ? RD_GetErrorCode(number) : number;
-    const std::string message = message_of(api);
-    return name_of(api) + (message.empty() ? "" : " " + message);
+    return name_of(number) + ", " + message_of(api_number_of(number));
 }
 
 }  // namespace
@@ -137,6 +132,7 @@ void run_log(const Options& options, Output& output) {
     output.field("lines", "", static_cast<int>(counts.lines));
     output.field("commands", "", static_cast<int>(counts.sent));
     output.field("answered", "", static_cast<int>(counts.answered));
+    output.field("unanswered", "", static_cast<int>(counts.unanswered));
     output.field("other", "", static_cast<int>(counts.other));
     output.field("damaged", "", static_cast<int>(counts.damaged));
 }

@@ -272,7 +272,7 @@ bool is_command(View bytes) {
 
 std::string command_title(View command) {
     const auto parts = split_command(command);
-    if (!parts) return "command of " + std::to_string(command.size()) + " bytes";
+    if (!parts) return "command of " + byte_count(command.size());
     std::string title = instruction_name(command);
     if (title.empty()) title = "command " + hex(command.first(2));
     const View data = part(command, parts->data_at, parts->data_size);
@@ -301,17 +301,16 @@ Note explain_command(View command, CardContext* context) {
               .meaning = parameters_text(*parts)});
     const View data = part(command, parts->data_at, parts->data_size);
     if (!data.empty()) {
-        note.add({.label = "Lc", .meaning = std::to_string(data.size()) + " bytes"});
+        note.add({.label = "Lc", .meaning = byte_count(data.size())});
         Note explained{.label = "data"};
         explain_data(*parts, data, context, explained);
         note.add(std::move(explained));
     }
     if (parts->expected)
-        note.add(
-            {.label = "Le", .meaning = "up to " + std::to_string(*parts->expected) + " bytes"});
+        note.add({.label = "Le", .meaning = "up to " + byte_count(*parts->expected)});
     if (!parts->fits) {
-        note.add_problem("Lc says " + std::to_string(command[4]) + " bytes, " +
-                         std::to_string(data.size()) + " are there");
+        note.add_problem("Lc says " + byte_count(command[4]) + ", " + std::to_string(data.size()) +
+                         " there");
     }
     remember(*parts, context);
     return note;

@@ -76,11 +76,17 @@ bool ends_with_status_word(View bytes) {
     return bytes.size() >= 2 && may_be_status_word(word_at(bytes, bytes.size() - 2));
 }
 
+// Also one that was cut short or has too much.
+bool begins_as_answer_to_reset(View bytes) {
+    return bytes.size() > 1 && (bytes[0] == 0x3B || bytes[0] == 0x3F);
+}
+
 // Objects alone, rather than with a status word behind them, which may look like one more.
 bool is_objects_alone(View bytes) {
     if (!begins_with_known_tag(bytes) || !is_objects(bytes, Strictness::exact)) return false;
-    return !ends_with_status_word(bytes) ||
-           !is_objects(bytes.first(bytes.size() - 2), Strictness::exact);
+    if (!ends_with_status_word(bytes)) return true;
+    const View before = bytes.first(bytes.size() - 2);
+    return !before.empty() && !is_objects(before, Strictness::exact);
 }
 
 Note explain_as_frame(View bytes) {
@@ -92,7 +98,7 @@ Note explain_as_frame(View bytes) {
         Note report{.label = "HID report", .name = output ? "output" : "input"};
         const std::size_t header = output ? 1 : 0;
         report.add({.name = "mode id", .bytes = hex(part(bytes, header, 1))});
-        report.add({.name = "payload", .meaning = std::to_string(bytes[header + 1]) + " bytes"});
+        report.add({.name = "payload", .meaning = byte_count(bytes[header + 1])});
         report.add(std::move(note));
         return report;
     }
@@ -146,17 +152,17 @@ std::optional<Kind> likely_kind(View bytes) {
     if (is_answer_to_reset(bytes)) return Kind::answer_to_reset;
     if (is_command(bytes)) return Kind::apdu;
     if (is_objects_alone(bytes)) return Kind::objects;
+    if (begins_as_answer_to_reset(bytes)) return Kind::answer_to_reset;
     if (ends_with_status_word(bytes)) return Kind::apdu;
     if (begins_with_known_tag(bytes)) return Kind::objects;
     if (framed(bytes)) return Kind::frame;
-    if (bytes.size() > 1 && (bytes[0] == 0x3B || bytes[0] == 0x3F)) return Kind::answer_to_reset;
     return std::nullopt;
 }
 
 Note explain(View bytes, Kind kind) {
     switch (kind) {
         case Kind::objects: {
-            Note note{.label = "data objects", .meaning = std::to_string(bytes.size()) + " bytes"};
+            Note note{.label = "data objects", .meaning = byte_count(bytes.size())};
             explain_objects(bytes, note);
             return note;
         }

@@ -146,9 +146,7 @@ void explain_identity_record(View data, bool with_fingerprint, Note& note) {
         if (data.size() < 2 * i + 2) return note.add_problem("cut short");
         const std::size_t size = word_at(data, 2 * i);
         const View block = part(data, at, size);
-        note.add({.name = names[i],
-                  .meaning = std::to_string(size) + " bytes",
-                  .parts = {{.bytes = hex(block)}}});
+        note.add({.name = names[i], .meaning = byte_count(size), .parts = {{.bytes = hex(block)}}});
         if (i == 0 && !block.empty()) note.parts.back().add({.meaning = shown_wide_text(block)});
         if (block.size() < size) note.parts.back().add_problem("cut short");
         at += size;
@@ -271,7 +269,7 @@ void add_faults(const Frame& frame, Note& note) {
         note.add_problem("cut short");
     } else if (frame.said != frame.body_size) {
         note.add_problem("length " + std::to_string(frame.said) + ", but " +
-                         std::to_string(frame.body_size) + " bytes are there");
+                         byte_count(frame.body_size) + " there");
     }
     if (frame.has_check) {
         const bool right = frame.check_is_right();
@@ -295,10 +293,6 @@ void explain_escape(Direction direction, View bytes, Note& note) {
     const auto end = std::ranges::find_if(characters, [](std::uint8_t byte) { return byte < ' '; });
     const auto size = static_cast<std::size_t>(end - characters.begin());
     note.add({.name = "characters", .meaning = shown_text(characters.first(size))});
-}
-
-std::string byte_count(std::size_t count) {
-    return std::to_string(count) + (count == 1 ? " byte" : " bytes");
 }
 
 }  // namespace

@@ -85,21 +85,44 @@ LogEvent LogDecoder::decoded(const LogMessage& message) {
     }
     if (message.said > message.bytes.size() && event.answered) {
         event.note.add_problem("the log has " + std::to_string(message.bytes.size()) + " of " +
-                               std::to_string(message.said) + " bytes");
+                               byte_count(message.said));
     }
     if (message.damaged) event.note.add_problem("the line is damaged");
     return event;
+}
+
+void LogDecoder::count(const LogMessage& message, const LogEvent& event) {
+    if (message.damaged) ++counts_.damaged;
+    switch (event.kind) {
+        case LogKind::sent:
+            ++counts_.sent;
+            ++counts_.unanswered;
+            waits_ = false;
+            break;
+        case LogKind::sent_raw:
+            ++counts_.sent;
+            waits_ = true;
+            break;
+        case LogKind::received:
+            if (waits_) ++counts_.unanswered;
+            waits_ = false;
+            if (!event.answered) break;
+            ++counts_.answered;
+            if (counts_.unanswered > 0) --counts_.unanswered;
+            break;
+        case LogKind::other:
+            ++counts_.other;
+            break;
+        case LogKind::repeated:
+            break;
+    }
 }
 
 std::optional<LogEvent> LogDecoder::next() {
     const auto message = file_.next();
     if (!message) return std::nullopt;
     LogEvent event = decoded(*message);
-    const bool sent = event.kind == LogKind::sent || event.kind == LogKind::sent_raw;
-    if (sent) ++counts_.sent;
-    if (event.answered) ++counts_.answered;
-    if (message->damaged) ++counts_.damaged;
-    if (event.kind == LogKind::other) ++counts_.other;
+    count(*message, event);
     return event;
 }
 

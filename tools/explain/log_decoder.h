@@ -27,7 +27,8 @@ struct LogCounts {
     std::size_t lines = 0;
     std::size_t sent = 0;
     std::size_t answered = 0;
-    std::size_t damaged = 0;  // traffic that is no whole hexadecimal text
+    std::size_t unanswered = 0;  // without those escape commands that have no answer
+    std::size_t damaged = 0;     // traffic that is no whole hexadecimal text
     std::size_t other = 0;
 };
 
@@ -48,12 +49,14 @@ class LogDecoder {
     LogEvent decoded(const LogMessage& message);
     void decode_traffic(Direction direction, const LogMessage& message, LogEvent& event);
     std::string own_words(const LogMessage& message);
+    void count(const LogMessage& message, const LogEvent& event);
 
     LogFile file_;
     LogOptions options_;
     Mask mask_;
     TrafficContext context_;
     LogCounts counts_;
+    bool waits_ = false;  // for the answer of an escape command, should one be read
 };
 
 }  // namespace explain

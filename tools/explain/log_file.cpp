@@ -14,7 +14,7 @@ constexpr std::string_view sent_mark = "Send szPackage: ";
 constexpr std::string_view sent_raw_mark = "Send Cmd: ";
 constexpr std::string_view received_mark = "Read Pack(len=";
 constexpr std::string_view end_of_length = "): ";
-constexpr std::string_view repeated_mark = "Cmd: ";
+constexpr std::string_view repeated_marks[] = {"Cmd: ", "PBOC_IcAPDU sz"};
 
 bool is_digit(char character) {
     return character >= '0' && character <= '9';
@@ -114,7 +114,8 @@ void classify(LogMessage& message) {
         const std::string_view raw = text.substr(sent_raw_mark.size());
         message.bytes.assign(raw.begin(), raw.end());
         message.said = raw.size();
-    } else if (text.starts_with(repeated_mark)) {
+    } else if (std::ranges::any_of(repeated_marks,
+                                   [&](auto mark) { return text.starts_with(mark); })) {
         message.kind = LogKind::repeated;
     }
 }

@@ -14,7 +14,7 @@ enum class LogKind {
     sent,      // "Send szPackage: " and a frame
     sent_raw,  // "Send Cmd: " and an escape command as it is
     received,  // "Read Pack(len=N): " and what came
-    repeated,  // "Cmd: ", what the frame behind it holds once more
+    repeated,  // "Cmd: " and "PBOC_IcAPDU sz": what a frame beside them holds too
     other,
 };
 

@@ -146,9 +146,8 @@ void view_timeline(LogDecoder& decoder, bool coloured, const LogSink& sink) {
 }
 
 std::string summary(const LogCounts& counts) {
-    const std::size_t missing = counts.sent - std::min(counts.sent, counts.answered);
     return counted(counts.lines, "line") + ": " + counted(counts.sent, "command") + ", " +
-           std::to_string(missing) + " without an answer, " +
+           std::to_string(counts.unanswered) + " without an answer, " +
            counted(counts.other, "other message") + ", " + std::to_string(counts.damaged) +
            " damaged";
 }

@@ -1,7 +1,7 @@
 #include "mask.h"
 
 #include <algorithm>
-#include <set>
+#include <deque>
 
 #include "apdu.h"
 #include "mask_values.h"
@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::size_t deepest = 16;  // templates within templates
 constexpr std::size_t status_word_size = 2;
+constexpr std::size_t remembered_numbers = 16;  // more than lie on a desk at once
 
 // Instructions whose data are PINs or keys.
 constexpr std::uint8_t secret_instructions[] = {
@@ -34,7 +35,6 @@ constexpr std::uint8_t ultralight_write = 0xA2;
 constexpr std::size_t ultralight_write_size = 6;
 constexpr std::uint8_t first_key_page = 0x2C;
 
-constexpr std::size_t classic_block_size = 16;
 constexpr std::size_t classic_key_size = 6;
 constexpr std::size_t classic_access_size = 4;
 
@@ -56,6 +56,12 @@ bool begins(View bytes, View with) {
 bool is_sector_trailer(std::size_t block) {
     constexpr std::size_t small_sectors = 128;  // blocks in sectors of four
     return block < small_sectors ? block % 4 == 3 : block % 16 == 15;
+}
+
+// The letter of a kind of identity card, or none.
+bool is_kind(View character) {
+    return character.size() == 2 && character[1] == 0 &&
+           (character[0] == ' ' || (character[0] >= 'A' && character[0] <= 'Z'));
 }
 
 void clear(Room bytes) {
@@ -86,14 +92,16 @@ class Mask::State {
     void mask_classic_block(std::size_t block, Room data);
     void mask_identity_reply(Room data);
 
-    std::set<std::string> numbers_;
+    std::deque<std::string> numbers_;
     const ReaderCommand* asked_ = nullptr;
     std::size_t block_ = 0;  // of a MIFARE card, that was asked for
     std::uint8_t instruction_ = 0;
 };
 
 void Mask::State::remember(const std::string& number) {
-    if (number.size() >= shortest_card_number) numbers_.insert(number);
+    if (number.size() < shortest_card_number || contains(numbers_, number)) return;
+    numbers_.push_back(number);
+    if (numbers_.size() > remembered_numbers) numbers_.pop_front();
 }
 
 void Mask::State::mask_known(Room bytes) const {
@@ -186,9 +194,11 @@ void Mask::State::mask_identity_reply(Room data) {
                           : data.size() > least + word_at(data, 0) + word_at(data, length_size);
     const std::size_t lengths = length_size * (with_fingerprint ? 3 : 2);
     const Room text = part(data, lengths, word_at(data, 0));
-    const Bytes kind = copy_of(part(View(text), kind_at, 2));
+    const Room kind = part(text, kind_at, 2);
+    const bool keeps_kind = is_kind(kind);
+    const Bytes before = copy_of(kind);
     mask_wide_text(text);
-    std::ranges::copy(kind, part(text, kind_at, 2).begin());
+    if (keeps_kind) std::ranges::copy(before, kind.begin());
     clear(part(data, lengths + text.size()));
 }
 

@@ -13,9 +13,9 @@
 //   social security       numbers, name and birth likewise
 //
 // Lengths never change, frames stay frames: a right check byte is right again, a wrong one as wrong
-// as before. A card number that was masked once is masked wherever it is seen again. The result
-// depends on nothing but the bytes and what came before them, so a replay masks what a host sends
-// in the same way and compares that.
+// as before. The last card numbers that were masked are masked wherever they are seen again. The
+// result depends on nothing but the bytes and what came before them, so a replay masks what a host
+// sends in the same way and compares that.
 #pragma once
 
 #include <memory>

@@ -76,6 +76,10 @@ std::string painted(std::string_view text, Colour colour, bool coloured) {
     return std::string(begin) + std::string(text) + "\033[0m";
 }
 
+std::string byte_count(std::size_t count) {
+    return std::to_string(count) + (count == 1 ? " byte" : " bytes");
+}
+
 std::string as_text(const Note& note, bool coloured, std::size_t depth) {
     const std::string indent(2 * depth, ' ');
     std::string line;

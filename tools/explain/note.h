@@ -28,6 +28,9 @@ enum class Colour { none, label, name, bytes, meaning, problem, sent, received, 
 // Adds the escape sequences of a terminal, or none.
 std::string painted(std::string_view text, Colour colour, bool coloured);
 
+// "1 byte", "2 bytes".
+std::string byte_count(std::size_t count);
+
 // One line a note, its parts below it, two blanks deeper.
 std::string as_text(const Note& note, bool coloured, std::size_t depth = 0);
 

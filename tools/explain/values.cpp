@@ -186,7 +186,7 @@ void explain_object_list(View value, Note& note) {
         if (at >= value.size()) break;
         note.add({.label = tag_text(tag->tag),
                   .name = tag_name(tag->tag),
-                  .meaning = std::to_string(value[at]) + " bytes"});
+                  .meaning = byte_count(value[at])});
         if (++at == value.size()) return;
     }
     if (!value.empty()) note.add_problem("ends within an entry");
@@ -397,7 +397,7 @@ void explain_objects(View bytes, Note& note, std::size_t depth) {
         add_object(object->tag, part(bytes, object->value_at, object->size), note, depth);
         if (!object->whole()) {
             note.parts.back().add_problem("cut short: " + std::to_string(object->size) + " of " +
-                                          std::to_string(object->said) + " bytes");
+                                          byte_count(object->said));
         }
         at = object->end();
     }

@@ -9,13 +9,13 @@ namespace {
 constexpr std::uint8_t end_of_frame = 0x03;
 constexpr std::uint8_t begin_of_union = 0x02;
 constexpr std::uint8_t escape = 0x1B;
-constexpr std::uint8_t ic_lead = 0x60;
 constexpr std::array<std::uint8_t, 2> ic_begin{'6', '0'};
 constexpr std::array<std::uint8_t, 5> id_preamble{0xAA, 0xAA, 0xAA, 0x96, 0x69};
 
 constexpr std::uint8_t long_reply = 0xFF;
 constexpr std::size_t long_reply_base = 0xB0;
 constexpr std::size_t longest_short = 255;
+constexpr std::size_t longest_text = 8192;  // more than any frame has, to look through
 
 std::uint8_t xor_of(View bytes) {
     std::uint8_t sum = 0;
@@ -151,12 +151,15 @@ bool is_hex_digit(std::uint8_t byte) {
 
 // Whether text that begins with "60" has what an IC frame has: digits up to 03 or the end.
 bool is_ic_frame(View rest) {
-    if (!begins(rest, ic_begin)) return false;
-    const auto end = std::ranges::find(rest, end_of_frame);
-    const auto size = static_cast<std::size_t>(end - rest.begin());
-    const auto digits = std::ranges::count_if(rest.first(size), is_hex_digit);
+    constexpr std::size_t least = 4;
+    if (rest.size() < least || !begins(rest, ic_begin)) return false;
+    if (!std::ranges::all_of(rest.first(least), is_hex_digit)) return false;
+    const View near = part(rest, 0, longest_text);
+    const auto end = std::ranges::find(near, end_of_frame);
+    const auto size = static_cast<std::size_t>(end - near.begin());
+    const auto digits = std::ranges::count_if(near.first(size), is_hex_digit);
     // One that was spoiled on its way has some other characters among its digits.
-    return size >= 4 && 4 * static_cast<std::size_t>(digits) >= 3 * size;
+    return 4 * static_cast<std::size_t>(digits) >= 3 * size;
 }
 
 bool is_union_frame(View rest) {

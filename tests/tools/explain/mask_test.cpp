@@ -73,6 +73,11 @@ TEST(Mask, KnowsANumberAgain) {
     EXPECT_EQ(text(mask.command(characters("00000 6222021234567890"))), "00000 6222020000007890");
 }
 
+TEST(Mask, StandsANumberThatItLeavesAsItIs) {
+    EXPECT_EQ(objects("5A089999990000000013 57089999990000000013"),
+              "5A08999999000000001357089999990000000013");
+}
+
 TEST(Mask, KeepsIcFramesWhole) {
     Mask mask;
     EXPECT_EQ(text(mask.wire(to_reader, characters("600FE3010020008008241234FFFFFFFFFFD8\x03"))),
