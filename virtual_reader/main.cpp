@@ -14,6 +14,7 @@
 #include "deck.h"
 #include "desk_control.h"
 #include "links/serial_line.h"
+#include "replay_program.h"
 
 namespace {
 
@@ -74,9 +75,12 @@ int main(int argc, char** argv) {
         "Prints the device to open, then serves until its standard input ends. Lines there:\n"
         "  insert NAME [slot N], remove NAME, fault ..., unplug, plug, status, help, quit"};
     std::string deck;
+    std::string recording;
     bool show_deck = false;
     app.add_option("--deck", deck,
                    "JSON file with the reader's settings and cards; one is built in");
+    app.add_option("--replay", recording,
+                   "Be the reader of a recording; exit status 3 if the host strayed from it");
     app.add_flag("--show-deck", show_deck, "Print the built-in deck and end");
     CLI11_PARSE(app, argc, argv);
     if (show_deck) {
@@ -86,6 +90,7 @@ int main(int argc, char** argv) {
     for (const int signal : {SIGINT, SIGTERM})
         std::signal(signal, [](int) { stopped = 1; });
     try {
+        if (!recording.empty()) return replay_until_input_ends(recording, stopped);
         const auto reader = deck.empty() ? reader_from_deck(default_deck(), "built-in deck")
                                          : reader_from_deck_file(deck);
         serve(*reader);
