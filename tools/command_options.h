@@ -22,5 +22,8 @@ void add_classic_change(CLI::App& command, Options& options);
 void add_ultralight_read(CLI::App& command, Options& options);
 void add_ultralight_write(CLI::App& command, Options& options);
 void add_ultralight_verify(CLI::App& command, Options& options);
+void add_stress(CLI::App& command, Options& options);
+void add_record(CLI::App& command, Options& options);
+void add_completion(CLI::App& command, Options& options);
 
 }  // namespace desk_tool

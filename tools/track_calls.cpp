@@ -3,9 +3,12 @@
 #include <deskreader.h>
 
 #include "errors.h"
+#include "waiting.h"
 
 namespace desk_tool {
 namespace {
+
+constexpr char a_swipe[] = "a card to be swiped";
 
 constexpr std::size_t track_room = 256;
 constexpr std::size_t max_written = 120;
@@ -26,6 +29,7 @@ TracksRead read_tracks(int selection, int timeout_s) {
     std::array<int, 3> length{};
     constexpr int room = track_room - 1;
     TracksRead read;
+    const Waiting waiting(timeout_s, a_swipe, Waiting::By::reader);
     read.result =
         RD_ReadMagCard(0, selection, room, text[0].data(), &length[0], room, text[1].data(),
                        &length[1], room, text[2].data(), &length[2], timeout_s);
@@ -40,6 +44,7 @@ TracksRead read_tracks(int selection, int timeout_s) {
 
 void write_tracks(const std::optional<std::string>& track2,
                   const std::optional<std::string>& track3, int timeout_s) {
+    const Waiting waiting(timeout_s, a_swipe, Waiting::By::reader);
     check("RD_WriteMagCard", RD_WriteMagCard(0, nullptr, 0, track2 ? track2->c_str() : nullptr, 0,
                                              track3 ? track3->c_str() : nullptr, 0, timeout_s));
 }
@@ -48,6 +53,7 @@ std::string card_number(int selection, int timeout_s) {
     constexpr int either_end = 2;
     std::array<char, track_room> text{};
     int length = 0;
+    const Waiting waiting(timeout_s, a_swipe, Waiting::By::reader);
     check("RD_GetMagCardNo",
           RD_GetMagCardNo(0, selection, either_end, text.data(), &length, timeout_s));
     return text.data();
