@@ -25,5 +25,7 @@ void add_ultralight_verify(CLI::App& command, Options& options);
 void add_stress(CLI::App& command, Options& options);
 void add_record(CLI::App& command, Options& options);
 void add_completion(CLI::App& command, Options& options);
+void add_decode(CLI::App& command, Options& options);
+void add_log(CLI::App& command, Options& options);
 
 }  // namespace desk_tool

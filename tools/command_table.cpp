@@ -6,6 +6,7 @@ namespace desk_tool {
 namespace {
 
 constexpr const char* any_card = nullptr;
+constexpr const char* own_examples = nullptr;
 constexpr bool leaves_signals = true;
 
 constexpr Command commands[] = {
@@ -72,6 +73,10 @@ constexpr Command commands[] = {
      "record purchase.rec -- ./host\nrecord id.rec -- deskreader id\n"
      "record --unmasked all.rec -- python3 host.py --port 1",
      add_record, run_record, any_card, leaves_signals},
+    {"decode", "Explain data objects, an ATR, an APDU or a frame, given in hexadecimal",
+     own_examples, add_decode, run_decode, any_card, leaves_signals},
+    {"log", "Explain a log of the library", own_examples, add_log, run_log, any_card,
+     leaves_signals},
     {"tour", "Go through a session step by step, against the built-in virtual cards",
      "--link virtual: tour", nullptr, run_tour},
     {"completion", "Print the completion for a shell",

@@ -8,6 +8,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "explain_options.h"
 #include "link.h"
 #include "output.h"
 
@@ -62,13 +63,15 @@ struct Options {
     std::string shell;
     const CLI::App* app = nullptr;
 
+    ExplainOptions explain;
+
     int slot_number() const { return slot == "contact" ? 0 : slot == "contactless" ? 1 : 2; }
 };
 
 struct Command {
     const char* name;  // behind its groups, as in "track read"
     const char* help;
-    const char* examples;  // a line each, without the tool's name
+    const char* examples;  // a line each, without the tool's name; null: its options tell
     void (*add_options)(CLI::App& command, Options& options);  // null: it has none of its own
     void (*run)(const Options& options, Output& output);
     // The card of the virtual reader's own deck that the command is for; null: what is in it.
@@ -108,5 +111,7 @@ void run_record(const Options& options, Output& output);
 void run_help(const Options& options, Output& output);
 void run_completion(const Options& options, Output& output);
 void run_tour(const Options& options, Output& output);
+void run_decode(const Options& options, Output& output);
+void run_log(const Options& options, Output& output);
 
 }  // namespace desk_tool

@@ -29,11 +29,14 @@ class MisuseError : public ToolError {
     using ToolError::ToolError;
 };
 
-// A short English name of an API number, "error" for one without.
+// A short English name of an API number or an internal one, "error" for one without.
 std::string name_of(int number);
 
 // The library's message of an API number, in UTF-8.
 std::string message_of(int number);
+
+// The API number of an internal one; any other stays as it is. Leaves nothing in the log.
+int api_number_of(int number);
 
 // UTF-8 in the terminal's encoding, '?' for what that lacks.
 std::string to_terminal(const std::string& utf8);

@@ -73,7 +73,9 @@ void run_help(const Options& options, Output& output) {
     std::string above;
     for (const CLI::App* one = found->get_parent(); one != nullptr; one = one->get_parent())
         above = one->get_name() + (above.empty() ? "" : " ") + above;
-    output.text("help", found->help(above));
+    const std::string name = above.empty() ? found->get_name() : above + " " + found->get_name();
+    const auto formatter = found->get_formatter();
+    output.text("help", formatter->make_help(found, name, CLI::AppFormatMode::Normal));
 }
 
 }  // namespace desk_tool

@@ -38,7 +38,7 @@ CLI::App* add_command(CLI::App& app, const Command& command, Options& options) {
     const std::string name = command.name;
     CLI::App* added =
         group_of(app, name).add_subcommand(name.substr(name.rfind(' ') + 1), command.help);
-    added->footer(examples_of(command));
+    if (command.examples != nullptr) added->footer(examples_of(command));
     if (command.add_options != nullptr) command.add_options(*added, options);
     return added;
 }

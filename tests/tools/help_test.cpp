@@ -41,6 +41,8 @@ constexpr const char* commands[] = {
     "stress",
     "record",
     "tour",
+    "decode",
+    "log",
     "completion",
     "help",
 };
@@ -127,7 +129,7 @@ TEST(Output, ThatCannotBeWrittenIsAFailure) {
                                                {"completion", "bash"},
                                                {"--virtual", "sn"},
                                                {"--virtual", "--json", "sn"},
-                                               {"--virtual", "m1", "dump", "--sector", "2"}}) {
+                                               {"--virtual", "m1", "dump", "--sector", "1"}}) {
         const Finished run = tool(words, full);
         EXPECT_EQ(run.status, 1) << words.front();
         EXPECT_EQ(run.errors, "deskreader: the output could not be written\n") << words.front();

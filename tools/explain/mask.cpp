@@ -58,6 +58,12 @@ bool is_sector_trailer(std::size_t block) {
     return block < small_sectors ? block % 4 == 3 : block % 16 == 15;
 }
 
+// The letter of a kind of identity card, or none.
+bool is_kind(View character) {
+    return character.size() == 2 && character[1] == 0 &&
+           (character[0] == ' ' || (character[0] >= 'A' && character[0] <= 'Z'));
+}
+
 void clear(Room bytes) {
     std::ranges::fill(bytes, std::uint8_t{0});
 }
@@ -186,9 +192,11 @@ void Mask::State::mask_identity_reply(Room data) {
                           : data.size() > least + word_at(data, 0) + word_at(data, length_size);
     const std::size_t lengths = length_size * (with_fingerprint ? 3 : 2);
     const Room text = part(data, lengths, word_at(data, 0));
-    const Bytes kind = copy_of(part(View(text), kind_at, 2));
+    const Room kind = part(text, kind_at, 2);
+    const bool keeps_kind = is_kind(kind);
+    const Bytes before = copy_of(kind);
     mask_wide_text(text);
-    std::ranges::copy(kind, part(text, kind_at, 2).begin());
+    if (keeps_kind) std::ranges::copy(before, kind.begin());
     clear(part(data, lengths + text.size()));
 }
 

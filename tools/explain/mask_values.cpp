@@ -103,6 +103,12 @@ void mask_piece(std::string& text, std::size_t begin, std::size_t end, bool firs
     }
 }
 
+// The replacement may be what it replaces: a number with nothing but zeros in its middle.
+void replace_all(std::string& text, const std::string& from, const std::string& to) {
+    for (std::size_t at = 0; (at = text.find(from, at)) != text.npos; at += to.size())
+        text.replace(at, from.size(), to);
+}
+
 }  // namespace
 
 void mask_number(std::string& text, std::size_t begin, std::size_t end) {
@@ -186,13 +192,10 @@ void mask_known_number(Room bytes, const std::string& digits) {
     std::string masked = digits;
     mask_number(masked, 0, masked.size());
     std::string packed = unpacked(bytes);
-    std::size_t at = 0;
-    while ((at = packed.find(digits, at)) != packed.npos)
-        packed.replace(at, digits.size(), masked);
+    replace_all(packed, digits, masked);
     pack(packed, bytes);
     std::string text = text_of(bytes);
-    for (at = 0; (at = text.find(digits, at)) != text.npos;)
-        text.replace(at, digits.size(), masked);
+    replace_all(text, digits, masked);
     put_text(text, bytes);
 }
 
