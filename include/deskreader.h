@@ -275,17 +275,20 @@ DESKREADER_API int GGetLocalFilePath(char* szOut, int iSize);
  * The mapping of GB 18030-2000 for the Basic Multilingual Plane, in tables sorted by UCS-2 value.
  * Source text is two bytes a character, low byte first. */
 
+/* A character with a code of two bytes. */
 typedef struct GB18030_2BYTE {
     unsigned short nCode; /* lead byte in the high half */
-    unsigned short nUcs2;
+    unsigned short nUcs2; /* the character */
 } GB18030_2BYTE;
 
+/* A character with a code of four bytes. */
 typedef struct GB18030_4BYTE {
     unsigned short nHigh; /* first two bytes */
     unsigned short nLow;  /* last two bytes */
-    unsigned short nUcs2;
+    unsigned short nUcs2; /* the character */
 } GB18030_4BYTE;
 
+/* The mapping: codes of two bytes, of four, and one of four that is looked up after those. */
 DESKREADER_API extern const GB18030_2BYTE g_chset_ucs2_to_gb18030_2_byte_tbl[21872];
 DESKREADER_API extern const GB18030_4BYTE g_chset_ucs2_to_gb18030_4_byte_tbl[39339];
 DESKREADER_API extern const GB18030_4BYTE g_chset_ucs2_to_gb18030_4_byte_tbl_add[1];
@@ -329,6 +332,7 @@ DESKREADER_API int GStrUnicode2GB18030(const unsigned char* szSource, unsigned c
  * closed by the COMM_Close that brings the reference count to 0. Nothing here is locked: one
  * context must not be used by two threads at once. */
 
+/* One reader connection. */
 typedef struct DEVCONTEXT DEVCONTEXT;
 
 /* Asked after every piece of a read with all bytes received so far and their number: another result
@@ -339,14 +343,19 @@ typedef int (*COMM_PacketIsEnd)(unsigned char* szReceived, unsigned int nLength)
  * write return the bytes moved, -62 for none in time, -125 for a cancelled read, -1 for an error of
  * the device; a time limit of 0 ms means 2147483647. */
 typedef struct COMM_OPS {
+    /* Opens what the context names and returns its handle. */
     void* (*open)(DEVCONTEXT* pContext);
+    /* Reads at most nLength bytes, until isEnd, the limit or a cancel. */
     int (*read)(void* pDevice, unsigned char* szBuffer, unsigned int nLength, unsigned int nTimeout,
                 COMM_PacketIsEnd isEnd);
+    /* Writes nLength bytes. */
     int (*write)(void* pDevice, const unsigned char* szData, unsigned int nLength,
                  unsigned int nTimeout);
+    /* Closes the handle. */
     int (*close)(void* pDevice);
 } COMM_OPS;
 
+/* The record behind a context, for the DC_ functions to read and write. */
 struct DEVCONTEXT {
     void* pDevice;        /* hidapi's device, or the cell of a serial port; null if never opened */
     int iOpen;            /* 0 closed, 1 open; only ever toggled */
@@ -355,15 +364,15 @@ struct DEVCONTEXT {
     char szType[16];              /* "hid" or "com"; unterminated when all 16 are used */
     union {
         struct {
-            unsigned int nBaud;
-            int iPort; /* index of the port name */
+            unsigned int nBaud; /* bits a second */
+            int iPort;          /* index of the port name */
         } com;
         struct {
-            unsigned char nModeId;
-            unsigned char szUnused[3];
-            int iUsbCount; /* entries used, at most 8 */
-            unsigned short nVid[8];
-            unsigned short nPid[8];
+            unsigned char nModeId;     /* second byte of every report */
+            unsigned char szUnused[3]; /* the upper bytes of the baud rate */
+            int iUsbCount;             /* entries used, at most 8 */
+            unsigned short nVid[8];    /* vendor ids */
+            unsigned short nPid[8];    /* product ids, in the same order */
         } hid;
     } params;                  /* the two views overlap: the baud rate's low byte is the mode id */
     long long llOutputBufSize; /* payload of one write: 62 on HID, 266 on serial */
@@ -845,6 +854,7 @@ DESKREADER_API int PBOC_ChangePin(DEVCONTEXT* pContext, int iSlot, int iP2,
  * status word, provide 512 bytes. The data of the last four are taken as text: bytes from the first
  * zero on go out as zeros. */
 
+/* Reads a file from iOffset on, the balance (READ BALANCE, P2 as given), and verifies a PIN. */
 DESKREADER_API int EPED_ReadBinary(DEVCONTEXT* pContext, int iSlot, int iSfi, int iOffset,
                                    unsigned char* szOut, int* pnOutLen);
 DESKREADER_API int EPED_GetBalance(DEVCONTEXT* pContext, int iSlot, int iP2, unsigned char* szOut,

@@ -17,6 +17,7 @@
 #include "decks/purse_card.h"
 #include "decks/social_security_card.h"
 #include "decks/stripe_and_identity.h"
+#include "decks/vpcd_card.h"
 
 namespace virtual_reader {
 namespace {
@@ -67,6 +68,7 @@ constexpr CardType card_types[] = {
     {"mifare-classic", add_ic<read_mifare_classic_card>},
     {"ultralight-c", add_ic<read_ultralight_c_card>},
     {"hostile", add_ic<read_hostile_card>},
+    {"vpcd", add_ic<read_vpcd_card>},
 };
 
 const CardType& type_of(const Node& node) {

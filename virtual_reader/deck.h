@@ -51,7 +51,7 @@
 // All but a card's type and name may be left out. A content is a text or {"hex": "..."}. Cards that
 // are not in the reader lie beside it. The types "magnetic" and "identity" are told in
 // decks/stripe_and_identity.h, "mifare-classic" and "ultralight-c" in decks/mifare_cards.h,
-// "hostile" in decks/hostile_card.h.
+// "hostile" in decks/hostile_card.h, "vpcd" in decks/vpcd_card.h.
 #pragma once
 
 #include <memory>

@@ -92,12 +92,16 @@ ControlAnswer carry_out(Reader& reader, const std::vector<std::string>& words) {
 
 }  // namespace
 
+std::string desk_commands() {
+    return std::string(commands);
+}
+
 ControlAnswer control(Reader& reader, std::string_view line) {
     const auto words = words_of(line);
     if (words.empty()) return {};
     try {
         return carry_out(reader, words);
-    } catch (const std::invalid_argument& error) {
+    } catch (const std::exception& error) {
         return {std::string(error.what()) + "\n"};
     }
 }

@@ -20,12 +20,16 @@
 
 namespace virtual_reader {
 
+// The commands and what they do, as "help" tells them.
+std::string desk_commands();
+
 struct ControlAnswer {
     std::string text;  // lines for the person, each with its end
     bool quit = false;
 };
 
-// Does what a line says. A line that makes no sense is answered with what would.
+// Does what a line says. A line that makes no sense is answered with what would, and one that could
+// not be carried out with why.
 ControlAnswer control(Reader& reader, std::string_view line);
 
 }  // namespace virtual_reader

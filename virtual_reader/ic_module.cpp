@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <utility>
 
 namespace virtual_reader {
 
@@ -16,32 +17,45 @@ Card& IcModule::find(std::string_view name) const {
     return **card;
 }
 
-IcModule::Inserted* IcModule::at(Place place) {
+const IcModule::Inserted* IcModule::at(Place place) const {
     const auto inserted = inserted_.find(place);
-    return inserted == inserted_.end() ? nullptr : &inserted->second;
+    return inserted == inserted_.end() || !inserted->second.card->is_present() ? nullptr
+                                                                               : &inserted->second;
+}
+
+IcModule::Inserted* IcModule::at(Place place) {
+    return const_cast<Inserted*>(std::as_const(*this).at(place));
+}
+
+void IcModule::take_out(Card& card) {
+    const auto taken =
+        std::erase_if(inserted_, [&](const auto& entry) { return entry.second.card == &card; });
+    if (taken == 0) return;
+    card.power_off();
+    card.leave();
 }
 
 void IcModule::insert(std::string_view name, int slot) {
     Card& card = find(name);
-    std::erase_if(inserted_, [&](const auto& entry) { return entry.second.card == &card; });
     const Place place = card.contactless() ? Place{true, 0} : Place{false, slot};
-    if (const Inserted* before = at(place)) before->card->power_off();
-    inserted_[place] = {&card, false};
+    take_out(card);
+    if (const auto before = inserted_.find(place); before != inserted_.end())
+        take_out(*before->second.card);
+    card.enter();
+    inserted_[place] = {&card, false, ++insertions_};
 }
 
 void IcModule::remove(std::string_view name) {
     Card& card = find(name);
-    const auto removed =
-        std::erase_if(inserted_, [&](const auto& entry) { return entry.second.card == &card; });
-    if (removed == 0)
+    if (std::ranges::none_of(inserted_,
+                             [&](const auto& entry) { return entry.second.card == &card; }))
         throw std::invalid_argument("the card " + std::string(name) + " is not in the reader");
-    card.power_off();
+    take_out(card);
 }
 
 void IcModule::remove_all() {
-    for (auto& [place, inserted] : inserted_)
-        inserted.card->power_off();
-    inserted_.clear();
+    while (!inserted_.empty())
+        take_out(*inserted_.begin()->second.card);
 }
 
 void IcModule::power_off_all() {
@@ -54,8 +68,10 @@ void IcModule::power_off_all() {
 Result IcModule::power_on(Place place) {
     Inserted* inserted = at(place);
     if (inserted == nullptr) return {Outcome::no_card, {}};
-    inserted->powered = true;
-    return {Outcome::done, inserted->card->power_on()};
+    Bytes answer = inserted->card->power_on();
+    inserted->powered = inserted->card->is_present();
+    if (!inserted->powered) return {Outcome::no_card, {}};
+    return {Outcome::done, std::move(answer)};
 }
 
 Result IcModule::power_off(Place place) {
@@ -76,8 +92,8 @@ Result IcModule::transmit(Place place, View command) {
 }
 
 const Card* IcModule::card_at(Place place) const {
-    const auto inserted = inserted_.find(place);
-    return inserted == inserted_.end() ? nullptr : inserted->second.card;
+    const Inserted* inserted = at(place);
+    return inserted == nullptr ? nullptr : inserted->card;
 }
 
 Card* IcModule::card_at(Place place) {
@@ -86,13 +102,19 @@ Card* IcModule::card_at(Place place) {
 }
 
 bool IcModule::is_powered(Place place) const {
-    const auto inserted = inserted_.find(place);
-    return inserted != inserted_.end() && inserted->second.powered;
+    const Inserted* inserted = at(place);
+    return inserted != nullptr && inserted->powered;
+}
+
+int IcModule::insertion(Place place) const {
+    const Inserted* inserted = at(place);
+    return inserted == nullptr ? 0 : inserted->number;
 }
 
 bool IcModule::any_contact_card(bool powered) const {
     return std::ranges::any_of(inserted_, [&](const auto& entry) {
-        return !entry.first.field && entry.second.powered == powered;
+        return !entry.first.field && entry.second.card->is_present() &&
+               entry.second.powered == powered;
     });
 }
 
@@ -108,6 +130,7 @@ std::string IcModule::describe() const {
             text +=
                 entry->first.field ? "in the field" : "slot " + std::to_string(entry->first.slot);
             text += entry->second.powered ? ", powered" : ", not powered";
+            if (const std::string more = card->situation(); !more.empty()) text += ", " + more;
         }
         text += '\n';
     }

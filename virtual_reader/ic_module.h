@@ -41,7 +41,7 @@ class IcModule {
     void add(std::unique_ptr<Card> card);
 
     // Puts a card from the drawer into its field or a slot; another one there goes back. Throws
-    // std::invalid_argument for an unknown name.
+    // std::invalid_argument for an unknown name, and what the card throws that cannot come.
     void insert(std::string_view name, int slot = 0);
 
     // Takes a card out, or all of them. Throws std::invalid_argument for a card that is not in.
@@ -58,6 +58,10 @@ class IcModule {
     const Card* card_at(Place place) const;
     Card* card_at(Place place);
     bool is_powered(Place place) const;
+
+    // A number that is another one for each card that was put there; 0 without a card.
+    int insertion(Place place) const;
+
     bool any_contact_card(bool powered) const;
 
     // "name: slot 0, powered" for every card, one a line.
@@ -67,13 +71,17 @@ class IcModule {
     struct Inserted {
         Card* card;
         bool powered;
+        int number;
     };
 
     Card& find(std::string_view name) const;
+    const Inserted* at(Place place) const;
     Inserted* at(Place place);
+    void take_out(Card& card);
 
     std::vector<std::unique_ptr<Card>> drawer_;
     std::map<Place, Inserted> inserted_;
+    int insertions_ = 0;
 };
 
 }  // namespace virtual_reader

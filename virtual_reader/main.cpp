@@ -1,19 +1,20 @@
-// virtual-reader: a reader with cards in it on a pseudo-terminal. Prints the device's name, also
-// when it has become another one, then serves until its standard input ends; lines there move cards
-// (see desk_control.h).
+// virtual-reader: a reader with cards in it. Prints where it is to be found, also when that has
+// become another place, then serves until its standard input ends; lines there move cards (see
+// desk_control.h).
 #include <array>
 #include <chrono>
 #include <csignal>
 #include <iostream>
 #include <thread>
 
-#include <CLI/CLI.hpp>
 #include <poll.h>
 #include <unistd.h>
 
 #include "deck.h"
 #include "desk_control.h"
 #include "links/serial_line.h"
+#include "links/vpcd_link.h"
+#include "options.h"
 #include "replay_program.h"
 
 namespace {
@@ -43,17 +44,40 @@ class InputLines {
     std::string held_;
 };
 
-void serve(Reader& reader) {
-    SerialLine line;
+constexpr Place first_slot{false, 0};
+constexpr Place field{true, 0};
+
+// Where the card for PC/SC programs is.
+Place place_for_vpcd(const Reader& reader, const std::string& card) {
+    if (card.empty()) return first_slot;
+    for (const Place place : {first_slot, field}) {
+        const Card* there = reader.ic().card_at(place);
+        if (there != nullptr && there->name() == card) return place;
+    }
+    throw std::invalid_argument("the card " + card + " takes no commands from PC/SC programs");
+}
+
+// The link that was asked for.
+std::unique_ptr<Link> make_link(const Options& options, const Reader& reader) {
+    const auto vpcd = [&](std::unique_ptr<Door> door) {
+        return std::make_unique<VpcdLink>(std::move(door), place_for_vpcd(reader, options.card));
+    };
+    if (!options.vpcd.empty()) return vpcd(connecting_door(address_from_text(options.vpcd)));
+    if (!options.vpcd_listen.empty())
+        return vpcd(listening_door(address_from_text(options.vpcd_listen)));
+    return std::make_unique<SerialLine>();
+}
+
+void serve(Reader& reader, Link& link) {
     std::string shown;
     InputLines input;
     constexpr int poll_ms = 5;  // answers that are late on purpose come this much later at the most
     while (stopped == 0) {
-        if (shown != line.device()) {
-            shown = line.device();
+        if (shown != link.place()) {
+            shown = link.place();
             std::cout << shown << std::endl;
         }
-        std::array<pollfd, 2> sources{{{STDIN_FILENO, POLLIN, 0}, {line.descriptor(), POLLIN, 0}}};
+        std::array<pollfd, 2> sources{{{STDIN_FILENO, POLLIN, 0}, {link.descriptor(), POLLIN, 0}}};
         poll(sources.data(), sources.size(), poll_ms);
         if (sources[0].revents != 0) {
             const bool more = input.read_available([&](std::string_view text) {
@@ -63,40 +87,38 @@ void serve(Reader& reader) {
             });
             if (!more) return;
         }
-        if (!line.serve(reader)) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        if (!link.serve(reader)) std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
+}
+
+std::unique_ptr<Reader> make_reader(const Options& options) {
+    auto reader = options.deck.empty() ? reader_from_deck(default_deck(), "built-in deck")
+                                       : reader_from_deck_file(options.deck);
+    if (!options.card.empty()) reader->insert(options.card);
+    return reader;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app{
-        "A card reader with cards in it, in software, on a pseudo-terminal.\n"
-        "Prints the device to open, then serves until its standard input ends. Lines there:\n"
-        "  insert NAME [slot N], remove NAME, fault ..., unplug, plug, status, help, quit"};
-    std::string deck;
-    std::string recording;
-    bool show_deck = false;
-    app.add_option("--deck", deck,
-                   "JSON file with the reader's settings and cards; one is built in");
-    app.add_option("--replay", recording,
-                   "Be the reader of a recording; exit status 3 if the host strayed from it");
-    app.add_flag("--show-deck", show_deck, "Print the built-in deck and end");
-    CLI11_PARSE(app, argc, argv);
-    if (show_deck) {
+    int status = ended;
+    const auto options = read_options(argc, argv, std::cout, std::cerr, status);
+    if (!options) return status;
+    if (options->show_deck) {
         std::cout << default_deck();
-        return 0;
+        return ended;
     }
     for (const int signal : {SIGINT, SIGTERM})
         std::signal(signal, [](int) { stopped = 1; });
     try {
-        if (!recording.empty()) return replay_until_input_ends(recording, stopped);
-        const auto reader = deck.empty() ? reader_from_deck(default_deck(), "built-in deck")
-                                         : reader_from_deck_file(deck);
-        serve(*reader);
-        return 0;
+        if (!options->recording.empty())
+            return replay_until_input_ends(options->recording, stopped);
+        const auto reader = make_reader(*options);
+        const auto link = make_link(*options, *reader);
+        serve(*reader, *link);
+        return ended;
     } catch (const std::exception& error) {
         std::cerr << "virtual-reader: " << error.what() << '\n';
-        return 1;
+        return failed;
     }
 }

@@ -76,7 +76,11 @@ Bytes union_answer(std::uint16_t status, View data) {
 }
 
 Bytes union_answer(const Result& result, const Statuses& statuses) {
-    return union_answer(statuses.union_[index_of(result.outcome)], result.data);
+    try {
+        return union_answer(statuses.union_[index_of(result.outcome)], result.data);
+    } catch (const std::length_error&) {
+        return union_answer(statuses.union_[index_of(Outcome::refused)], {});
+    }
 }
 
 Place contact_place(std::uint8_t slot_byte) {

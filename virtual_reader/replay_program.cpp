@@ -101,7 +101,7 @@ int replay_until_input_ends(const std::string& path, const volatile std::sig_ato
     line.serve();  // what came last
     replay.end();
     report(replay);
-    return replay.has_strayed() ? strayed_status : 0;
+    return replay.has_strayed() ? strayed : ended;
 }
 
 }  // namespace virtual_reader

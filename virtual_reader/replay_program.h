@@ -5,9 +5,9 @@
 #include <csignal>
 #include <string>
 
-namespace virtual_reader {
+#include "options.h"
 
-inline constexpr int strayed_status = 3;
+namespace virtual_reader {
 
 // The program's exit status: 0, or 3 if the host strayed. Ends early once `stopped` is not 0.
 // Throws RecordingError.

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "status.h"
+#include "support/bounded.h"
 #include "support/pointers.h"
 
 namespace deskreader::host_text {
@@ -40,13 +41,13 @@ std::optional<std::string_view> find_field(std::string_view text, std::string_vi
     if (key.empty()) return std::nullopt;
     const std::size_t at = text.find(key);
     if (at == std::string_view::npos) return std::nullopt;
-    const std::string_view after_key = text.substr(at + key.size());
+    const std::string_view after_key = bounded::without_first(text, at + key.size());
     if (after_key.size() < length_digits) return std::nullopt;
-    const int length = length_of(after_key.substr(0, length_digits));
-    const std::string_view rest = after_key.substr(length_digits);
+    const int length = length_of({after_key.data(), length_digits});
+    const std::string_view rest = bounded::without_first(after_key, length_digits);
     if (length < 0 || length > max_length) return std::nullopt;
     if (static_cast<std::size_t>(length) > rest.size()) return std::nullopt;
-    return rest.substr(0, static_cast<std::size_t>(length));
+    return std::string_view(rest.data(), static_cast<std::size_t>(length));
 }
 
 }  // namespace deskreader::host_text

@@ -8,37 +8,6 @@
 #include "support/pointers.h"
 
 namespace deskreader::tlv {
-namespace {
-
-constexpr std::uint8_t one_byte_length = 0x81;
-constexpr std::uint8_t two_byte_length = 0x82;
-
-}  // namespace
-
-std::optional<Object> Walker::next() noexcept {
-    const Bytes rest = data_.subspan(position_);
-    if (rest.empty()) return std::nullopt;
-    const std::size_t tag_size = is_two_byte_tag(rest[0]) ? 2 : 1;
-    if (rest.size() <= tag_size) return end();
-    const bool constructed = is_constructed(rest[0]);
-    const std::uint8_t first = rest[tag_size];
-    if (constructed && first == two_byte_length && long_template_ == LongTemplate::ends_walk)
-        return end();
-
-    const std::size_t more = first == two_byte_length ? 2 : first == one_byte_length ? 1 : 0;
-    const std::size_t header = tag_size + 1 + more;
-    if (rest.size() < header) return end();
-    std::size_t length = more == 0 ? first : 0;
-    for (const std::uint8_t byte : rest.subspan(tag_size + 1, more))
-        length = length << 8 | byte;
-    if (constructed) length = 0;
-    if (rest.size() - header < length) return end();
-
-    const Object object{rest.first(tag_size), position_ + header, length};
-    position_ = object.offset + object.length;
-    return object;
-}
-
 std::optional<Object> find(Bytes data, Bytes tag) noexcept {
     Walker walker(data, LongTemplate::ends_walk);
     while (const auto object = walker.next()) {

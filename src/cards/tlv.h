@@ -8,7 +8,6 @@
 //           not skipped, so the walk goes on with the first of them
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -32,6 +31,9 @@ enum class LongTemplate {
     is_entered,
 };
 
+inline constexpr std::uint8_t one_byte_length = 0x81;
+inline constexpr std::uint8_t two_byte_length = 0x82;
+
 constexpr bool is_two_byte_tag(std::uint8_t first) noexcept {
     return (first & 0x1F) == 0x1F;
 }
@@ -49,6 +51,11 @@ class Walker {
     std::optional<Object> next() noexcept;
 
   private:
+    // The object at hand, of which the tag's size is known. A template for each, so that the
+    // processor guesses how long the tag is and need not wait for it.
+    template <std::size_t TagSize>
+    std::optional<Object> take() noexcept;
+
     std::optional<Object> end() noexcept {
         position_ = data_.size();
         return std::nullopt;
@@ -59,8 +66,41 @@ class Walker {
     std::size_t position_ = 0;
 };
 
+inline std::optional<Object> Walker::next() noexcept {
+    if (position_ == data_.size()) return std::nullopt;
+    return is_two_byte_tag(data_[position_]) ? take<2>() : take<1>();
+}
+
+template <std::size_t TagSize>
+inline std::optional<Object> Walker::take() noexcept {
+    const Bytes rest = data_.subspan(position_);
+    std::size_t header = TagSize + 1;
+    if (rest.size() < header) return end();
+    std::size_t length = rest[TagSize];
+    if (length == one_byte_length) {
+        if (rest.size() < ++header) return end();
+        length = rest[header - 1];
+    } else if (length == two_byte_length) {
+        if (is_constructed(rest[0]) && long_template_ == LongTemplate::ends_walk) return end();
+        header += 2;
+        if (rest.size() < header) return end();
+        length = static_cast<std::size_t>(rest[header - 2] << 8 | rest[header - 1]);
+    }
+    if (is_constructed(rest[0])) length = 0;
+    if (rest.size() - header < length) return end();
+
+    const Object object{rest.first(TagSize), position_ + header, length};
+    position_ = object.offset + object.length;
+    return object;
+}
+
+// Of tags, which are so short that a call to compare them takes longer than the comparison.
 inline bool equal(Bytes left, Bytes right) noexcept {
-    return std::ranges::equal(left, right);
+    if (left.size() != right.size()) return false;
+    for (std::size_t i = 0; i < left.size(); ++i) {
+        if (left[i] != right[i]) return false;
+    }
+    return true;
 }
 
 // The first object with this tag, as a reader of card data looks for it.

@@ -70,9 +70,7 @@ void make_raw(termio& settings, int baud) noexcept {
 }
 
 // The handle of an opened port: a cell that holds its descriptor.
-struct FreeCell {
-    void operator()(int* cell) const noexcept { std::free(cell); }
-};
+using Cell = std::unique_ptr<int, Free>;
 
 // -1, which no call takes, for a port that was never opened.
 int descriptor_of(void* handle) noexcept {
@@ -112,7 +110,7 @@ int GReSetTerm_Linux(int file) {
 
 void* GOpenCom(int index, int baud) {
     if (index < 0 || index >= device::port_count) return nullptr;
-    std::unique_ptr<int, device::FreeCell> cell(static_cast<int*>(std::malloc(sizeof(int))));
+    device::Cell cell(static_cast<int*>(std::malloc(sizeof(int))));
     if (!cell) return nullptr;
     Descriptor file(open(device::port_names[index], O_RDWR | O_NOCTTY | O_CLOEXEC));
     if (!file.is_open() || GSetTerm_Linux(file.get(), baud) != status::ok) return nullptr;
@@ -122,7 +120,7 @@ void* GOpenCom(int index, int baud) {
 
 int GCloseCom(void* handle) {
     if (handle == nullptr) return -1;
-    const std::unique_ptr<int, device::FreeCell> cell(static_cast<int*>(handle));
+    const device::Cell cell(static_cast<int*>(handle));
     return GReSetTerm_Linux(*cell);
 }
 

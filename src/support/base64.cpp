@@ -1,10 +1,11 @@
 // Base64 with the standard alphabet (RFC 4648), always padded.
 #include <deskreader.h>
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdlib>
-#include <iterator>
+#include <cstring>
 #include <string_view>
 
 namespace {
@@ -23,10 +24,38 @@ constexpr auto places = [] {
 }();
 
 // kept: a process without memory for its texts ends here, with status 0.
-void* allocate_cleared(std::size_t size) {
-    void* memory = std::calloc(size, 1);
+void* allocate(std::size_t size) {
+    void* memory = std::malloc(size);
     if (memory == nullptr) std::exit(0);
     return memory;
+}
+
+// The two characters of every twelve bits.
+constexpr auto pairs = [] {
+    std::array<std::array<char, 2>, 4096> table{};
+    for (std::size_t bits = 0; bits < table.size(); ++bits)
+        table[bits] = {alphabet[bits >> 6], alphabet[bits & 0x3F]};
+    return table;
+}();
+
+// Four characters of three bytes.
+void put_group(char* out, unsigned first, unsigned second, unsigned third) {
+    const unsigned group = first << 16 | second << 8 | third;
+    std::memcpy(out, pairs[group >> 12].data(), 2);
+    std::memcpy(out + 2, pairs[group & 0xFFF].data(), 2);
+}
+
+unsigned place_of(char character) {
+    return places[static_cast<unsigned char>(character)];
+}
+
+// Three bytes of four characters.
+void take_group(unsigned char* out, const char* text) {
+    const unsigned group = place_of(text[0]) << 18 | place_of(text[1]) << 12 |
+                           place_of(text[2]) << 6 | place_of(text[3]);
+    out[0] = static_cast<unsigned char>(group >> 16);
+    out[1] = static_cast<unsigned char>(group >> 8);
+    out[2] = static_cast<unsigned char>(group);
 }
 
 // Each of the last three characters that is a pad counts, whatever stands beside it.
@@ -47,17 +76,16 @@ std::size_t decoded_buffer_size(std::size_t length, int pads) {
 
 char* base64_encode(const unsigned char* data, unsigned int length) {
     const std::size_t groups = (static_cast<std::size_t>(length) + 2) / 3;
-    auto* text = static_cast<char*>(allocate_cleared(4 * groups + 1));
+    auto* text = static_cast<char*>(allocate(4 * groups + 1));
     char* next = text;
-    for (std::size_t at = 0; at < length; at += 3) {
-        const std::size_t count = length - at < 3 ? length - at : 3;
-        unsigned group = 0;
-        for (std::size_t i = 0; i < 3; ++i)
-            group = group << 8 | (i < count ? data[at + i] : 0u);
-        for (std::size_t i = 0; i < 4; ++i) {
-            *next++ = i <= count ? alphabet[group >> (18 - 6 * i) & 0x3F] : pad;
-        }
+    std::size_t at = 0;
+    for (; at + 3 <= length; at += 3, next += 4)
+        put_group(next, data[at], data[at + 1], data[at + 2]);
+    if (const std::size_t rest = length - at; rest > 0) {
+        put_group(next, data[at], rest == 2 ? data[at + 1] : 0u, 0);
+        std::fill(next + 1 + rest, next + 4, pad);
     }
+    text[4 * groups] = '\0';
     return text;
 }
 
@@ -65,22 +93,22 @@ unsigned char* base64_decode(const char* text, int length, int* out_length) {
     const std::string_view all(text, static_cast<std::size_t>(length < 0 ? 0 : length));
     const int pads = count_pads(all);
     const std::size_t size = decoded_buffer_size(all.size(), pads);
-    auto* decoded = static_cast<unsigned char*>(allocate_cleared(size));
+    auto* decoded = static_cast<unsigned char*>(allocate(size));
     *out_length = static_cast<int>(size);
 
     const std::string_view digits = all.substr(0, all.size() - static_cast<std::size_t>(pads));
     unsigned char* next = decoded;
-    for (std::size_t at = 0; at < digits.size(); at += 4) {
-        const std::string_view group = digits.substr(at, 4);
-        unsigned place[4] = {};
-        for (std::size_t i = 0; i < group.size(); ++i)
-            place[i] = places[static_cast<unsigned char>(group[i])];
-        const unsigned bytes[] = {place[0] << 2 | place[1] >> 4, place[1] << 4 | place[2] >> 2,
-                                  place[2] << 6 | place[3]};
-        // kept: a last group of 3 or 2 characters gives 3 or 2 bytes, the final one too many and 0.
-        for (std::size_t i = 0; i < std::size(bytes) && i < group.size(); ++i)
-            *next++ = static_cast<unsigned char>(bytes[i]);
-    }
-    *next = 0;
+    std::size_t at = 0;
+    for (; at + 4 <= digits.size(); at += 4, next += 3)
+        take_group(next, &digits[at]);
+    // kept: a last group of 3 or 2 characters gives 3 or 2 bytes, the final one too many and 0.
+    std::array<char, 4> last;
+    last.fill(alphabet[0]);
+    std::array<unsigned char, 3> bytes;
+    const auto end =
+        std::copy(digits.begin() + static_cast<std::ptrdiff_t>(at), digits.end(), last.begin());
+    take_group(bytes.data(), last.data());
+    next = std::copy_n(bytes.begin(), end - last.begin(), next);
+    std::fill(next, decoded + size, static_cast<unsigned char>(0));
     return decoded;
 }

@@ -17,4 +17,11 @@ inline void copy_text(std::span<char> out, std::string_view text) noexcept {
     out[length] = '\0';
 }
 
+// `text` without its first `count` characters; empty if it has no more. Unlike the standard's own
+// it brings no exception into the library, nor the runtime that belongs to one.
+constexpr std::string_view without_first(std::string_view text, std::size_t count) noexcept {
+    text.remove_prefix(std::min(count, text.size()));
+    return text;
+}
+
 }  // namespace deskreader::bounded

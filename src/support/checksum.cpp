@@ -2,7 +2,9 @@
 
 #include <deskreader.h>
 
+#include <algorithm>
 #include <array>
+#include <cstddef>
 
 #include "status.h"
 
@@ -21,14 +23,34 @@ constexpr unsigned shift_in(unsigned crc, unsigned byte) noexcept {
     return crc;
 }
 
-// What the register's upper byte does to it while it is shifted out.
+constexpr std::size_t stride = 8;
+
+// What a byte does to the register: row 0 while it is shifted out of the upper end, row n with n
+// zero bytes after it. With as many rows, as many bytes go at once.
 constexpr auto shifted_out = [] {
-    std::array<std::uint16_t, 256> table{};
-    for (unsigned byte = 0; byte < table.size(); ++byte) {
-        table[byte] = static_cast<std::uint16_t>(shift_in(byte << 8, 0));
+    std::array<std::array<std::uint16_t, 256>, stride> rows{};
+    for (unsigned byte = 0; byte < 256; ++byte) {
+        unsigned crc = byte << 8;
+        for (auto& row : rows) {
+            crc = shift_in(crc, 0);
+            row[byte] = static_cast<std::uint16_t>(crc);
+        }
     }
-    return table;
+    return rows;
 }();
+
+unsigned shift_in_byte(unsigned crc, std::uint8_t byte) noexcept {
+    return (crc << 8 ^ shifted_out[0][(crc >> 8 ^ byte) & 0xFF]) & 0xFFFF;
+}
+
+// The register covers the first two bytes; those after them meet it as zeros.
+unsigned shift_in_stride(unsigned crc, const std::uint8_t* bytes) noexcept {
+    unsigned result = shifted_out[stride - 1][crc >> 8 ^ bytes[0]] ^
+                      shifted_out[stride - 2][(crc & 0xFF) ^ bytes[1]];
+    for (std::size_t i = 2; i < stride; ++i)
+        result ^= shifted_out[stride - 1 - i][bytes[i]];
+    return result;
+}
 
 }  // namespace
 }  // namespace deskreader::checksum
@@ -54,10 +76,12 @@ unsigned UpdateCRC16(unsigned crc, unsigned byte) {
 
 unsigned GCalCRC16(const unsigned char* data, long length) {
     if (data == nullptr) return 0;
-    // The same as shifting in every byte and then two zero bytes, one table row a byte.
+    // The same as shifting in every byte bit by bit and then two zero bytes.
+    std::span<const unsigned char> rest(data, static_cast<std::size_t>(std::max(length, 0L)));
     unsigned crc = 0;
-    for (long at = 0; at < length; ++at) {
-        crc = (crc << 8 ^ checksum::shifted_out[(crc >> 8 ^ data[at]) & 0xFF]) & 0xFFFF;
-    }
+    for (; rest.size() >= checksum::stride; rest = rest.subspan(checksum::stride))
+        crc = checksum::shift_in_stride(crc, rest.data());
+    for (const unsigned char byte : rest)
+        crc = checksum::shift_in_byte(crc, byte);
     return crc;
 }

@@ -16,7 +16,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <new>
 #include <optional>
 #include <string_view>
 
@@ -88,8 +87,8 @@ bool is_blank_or_comment(std::string_view piece) noexcept {
 }
 
 bool opens_section(std::string_view piece, std::string_view section) noexcept {
-    return piece.starts_with('[') && piece.substr(1).starts_with(section) &&
-           piece.substr(1 + section.size()).starts_with(']');
+    return piece.starts_with('[') && bounded::without_first(piece, 1).starts_with(section) &&
+           bounded::without_first(piece, 1 + section.size()).starts_with(']');
 }
 
 bool find_section(PieceReader& reader, std::string_view section) noexcept {
@@ -131,7 +130,7 @@ void copy_default(const char* fallback, char* out) noexcept {
 }
 
 std::string_view setting_value(std::string_view after_key) noexcept {
-    const std::string_view value = after_key.substr(after_key.find('=') + 1);
+    const std::string_view value = bounded::without_first(after_key, after_key.find('=') + 1);
     return value.substr(0, value.find_first_of(std::string_view("\0\r\n", 3)));
 }
 
@@ -206,7 +205,7 @@ int _IniReadValue(const char* section, const char* key, const char* fallback, ch
             const std::string_view wanted = key;
             while (const auto line = config::find_key(reader, wanted)) {
                 found = true;
-                const std::string_view after_key = line->substr(wanted.size());
+                const std::string_view after_key = bounded::without_first(*line, wanted.size());
                 // kept: a line without '=' ends the search and leaves what stands in out.
                 if (after_key.find('=') == std::string_view::npos) break;
                 const std::string_view value = config::setting_value(after_key);
@@ -233,7 +232,7 @@ int _IniWriteValue(const char* section, const char* key, const char* value, cons
     struct stat info {};
     if (fstat(file.get(), &info) != 0) return status::ok;
     const auto size = static_cast<std::size_t>(info.st_size);
-    const std::unique_ptr<char[]> content(new (std::nothrow) char[size]);
+    const std::unique_ptr<char, Free> content(static_cast<char*>(std::malloc(size)));
     if (!content || pread(file.get(), content.get(), size, 0) != info.st_size) return status::ok;
     file.close();
 

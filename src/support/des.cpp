@@ -1,25 +1,26 @@
-// The standard's tables number bits from 1, the most significant. What a table does to a whole
-// byte, and what an S-box and the permutation P after it do to six bits, is worked out at compile
+// DES (FIPS 46-3) on single blocks, and triple DES with two or three keys.
+//
+// The standard's tables number bits from 1, the most significant. What the permuted choices do to
+// seven bits, and what an S-box and the permutation P after it do to six, is worked out at compile
 // time.
-#include "support/des.h"
-
 #include <deskreader.h>
 
+#include <algorithm>
+#include <array>
 #include <bit>
 #include <cstddef>
-#include <span>
+#include <cstdint>
+#include <iterator>
 
 #include "status.h"
 
 namespace deskreader::des {
 namespace {
 
-constexpr std::uint8_t initial_permutation[64] = {
-    58, 50, 42, 34, 26, 18, 10, 2, 60, 52, 44, 36, 28, 20, 12, 4,  //
-    62, 54, 46, 38, 30, 22, 14, 6, 64, 56, 48, 40, 32, 24, 16, 8,  //
-    57, 49, 41, 33, 25, 17, 9,  1, 59, 51, 43, 35, 27, 19, 11, 3,  //
-    61, 53, 45, 37, 29, 21, 13, 5, 63, 55, 47, 39, 31, 23, 15, 7,
-};
+enum class Direction { encrypt, decrypt };
+
+// The sixteen round keys of one key, each in the places that the round function wants.
+using RoundKeys = std::array<std::uint64_t, 16>;
 
 constexpr std::uint8_t permutation_p[32] = {
     16, 7, 20, 21, 29, 12, 28, 17, 1,  15, 23, 26, 5,  18, 31, 10,  //
@@ -76,42 +77,6 @@ constexpr std::uint64_t permute(std::uint64_t word, unsigned width,
     return result;
 }
 
-// A permutation of 64 bits, byte by byte: row i says where the bits of byte i go.
-using BytePermutation = std::array<std::array<std::uint64_t, 256>, 8>;
-
-constexpr BytePermutation by_bytes(const std::uint8_t (&table)[64]) noexcept {
-    BytePermutation rows{};
-    for (unsigned to = 0; to < 64; ++to) {
-        const unsigned from = table[to] - 1u;
-        for (unsigned byte = 0; byte < 256; ++byte) {
-            if ((byte >> (7 - from % 8) & 1) != 0)
-                rows[from / 8][byte] |= std::uint64_t{1} << (63 - to);
-        }
-    }
-    return rows;
-}
-
-struct Inverse {
-    std::uint8_t table[64];
-};
-
-constexpr Inverse inverse_of(const std::uint8_t (&table)[64]) noexcept {
-    Inverse inverse{};
-    for (unsigned to = 0; to < 64; ++to)
-        inverse.table[table[to] - 1u] = static_cast<std::uint8_t>(to + 1);
-    return inverse;
-}
-
-constexpr BytePermutation opening = by_bytes(initial_permutation);
-constexpr BytePermutation closing = by_bytes(inverse_of(initial_permutation).table);
-
-std::uint64_t permute(std::uint64_t block, const BytePermutation& rows) noexcept {
-    std::uint64_t result = 0;
-    for (unsigned byte = 0; byte < 8; ++byte)
-        result |= rows[byte][block >> (56 - 8 * byte) & 0xFF];
-    return result;
-}
-
 // What S-box `box` and then P make of six bits.
 constexpr auto substitution = [] {
     std::array<std::array<std::uint32_t, 64>, 8> boxes{};
@@ -127,15 +92,96 @@ constexpr auto substitution = [] {
     return boxes;
 }();
 
-std::uint32_t round_function(std::uint32_t half, const std::array<std::uint8_t, 8>& key) noexcept {
-    // The expansion gives box n the six bits that begin with the one before its own four.
-    const std::uint32_t shifted = std::rotr(half, 1);
-    std::uint32_t result = 0;
-    for (unsigned box = 0; box < 8; ++box) {
-        const std::uint32_t six = std::rotl(shifted, static_cast<int>(4 * box)) >> 26;
-        result |= substitution[box][six ^ key[box]];
+// A choice of bits from a word of eight groups of seven bits, group by group: row i says where the
+// bits of group i go.
+using GroupChoice = std::array<std::array<std::uint64_t, 128>, 8>;
+
+template <class PlaceOfBit>
+constexpr GroupChoice by_groups(PlaceOfBit place_of_bit) noexcept {
+    GroupChoice rows{};
+    for (unsigned from = 0; from < 56; ++from) {
+        const std::uint64_t to = place_of_bit(from);
+        for (unsigned group = 0; group < 128; ++group) {
+            if ((group >> (6 - from % 7) & 1) != 0) rows[from / 7][group] |= to;
+        }
     }
+    return rows;
+}
+
+// Of a key's bytes the upper seven bits are the groups: the lowest one is parity.
+constexpr GroupChoice key_choice = by_groups([](unsigned from) {
+    const auto* place = std::ranges::find(permuted_choice_1, from / 7 * 8 + from % 7 + 1);
+    return std::uint64_t{1} << (55 - (place - permuted_choice_1));
+});
+
+// Where the round function wants the six bits of S-box `box`: the even boxes in the upper word, the
+// odd ones in the lower, each at the top of a byte.
+constexpr unsigned lowest_bit_of(unsigned box) noexcept {
+    return (box % 2 == 0 ? 32u : 0u) + 26u - 8 * (box / 2);
+}
+
+constexpr GroupChoice round_choice = by_groups([](unsigned from) {
+    const auto* place = std::ranges::find(permuted_choice_2, from + 1);
+    if (place == std::end(permuted_choice_2)) return std::uint64_t{0};
+    const auto bit = static_cast<unsigned>(place - permuted_choice_2);
+    return std::uint64_t{1} << (lowest_bit_of(bit / 6) + 5 - bit % 6);
+});
+
+template <unsigned Width>
+std::uint64_t choose(std::uint64_t word, const GroupChoice& rows) noexcept {
+    std::uint64_t result = 0;
+#pragma GCC unroll 8
+    for (unsigned group = 0; group < 8; ++group)
+        result |= rows[group][word >> (Width * (7 - group) + Width - 7) & 0x7F];
     return result;
+}
+
+// The two halves of a block.
+struct Halves {
+    std::uint32_t left;
+    std::uint32_t right;
+};
+
+// Exchanges the bits of `mask` in `low` for those `shift` places further up in `high`.
+void exchange(std::uint32_t& high, std::uint32_t& low, int shift, std::uint32_t mask) noexcept {
+    const std::uint32_t differing = (high >> shift ^ low) & mask;
+    low ^= differing;
+    high ^= differing << shift;
+}
+
+// The initial permutation turns the block's bit matrix over: five exchanges of ever smaller
+// squares.
+Halves opened(std::uint64_t block) noexcept {
+    Halves halves{static_cast<std::uint32_t>(block >> 32), static_cast<std::uint32_t>(block)};
+    exchange(halves.left, halves.right, 4, 0x0F0F0F0F);
+    exchange(halves.left, halves.right, 16, 0x0000FFFF);
+    exchange(halves.right, halves.left, 2, 0x33333333);
+    exchange(halves.right, halves.left, 8, 0x00FF00FF);
+    exchange(halves.left, halves.right, 1, 0x55555555);
+    return halves;
+}
+
+// Its inverse.
+std::uint64_t closed(Halves halves) noexcept {
+    exchange(halves.left, halves.right, 1, 0x55555555);
+    exchange(halves.right, halves.left, 8, 0x00FF00FF);
+    exchange(halves.right, halves.left, 2, 0x33333333);
+    exchange(halves.left, halves.right, 16, 0x0000FFFF);
+    exchange(halves.left, halves.right, 4, 0x0F0F0F0F);
+    return std::uint64_t{halves.left} << 32 | halves.right;
+}
+
+// The four S-boxes from `first` on, every other one, of what stands at the top of the bytes.
+std::uint32_t substitute(std::uint32_t bits, unsigned first) noexcept {
+    return substitution[first][bits >> 26] | substitution[first + 2][bits >> 18 & 0x3F] |
+           substitution[first + 4][bits >> 10 & 0x3F] | substitution[first + 6][bits >> 2 & 0x3F];
+}
+
+// The expansion gives box n the six bits that begin with the one before its own four, so rotated by
+// one the half has those of the even boxes at the top of its bytes, and by four more the others.
+std::uint32_t round_function(std::uint32_t half, std::uint64_t key) noexcept {
+    return substitute(std::rotr(half, 1) ^ static_cast<std::uint32_t>(key >> 32), 0) |
+           substitute(std::rotl(half, 3) ^ static_cast<std::uint32_t>(key), 1);
 }
 
 std::uint32_t rotate_28(std::uint32_t half, int count) noexcept {
@@ -158,57 +204,51 @@ constexpr Direction opposite(Direction direction) noexcept {
     return direction == Direction::encrypt ? Direction::decrypt : Direction::encrypt;
 }
 
-// Encrypt, decrypt, encrypt with the three keys, or the inverse of it (ANSI X9.52).
-std::uint64_t triple(std::uint64_t block, const std::uint8_t* key, std::size_t key_size,
-                     Direction direction) noexcept {
-    const RoundKeys first = expand(key);
-    const RoundKeys second = expand(key + 8);
-    const RoundKeys third = key_size == 24 ? expand(key + 16) : first;
-    const bool forward = direction == Direction::encrypt;
-    block = crypt(block, forward ? first : third, direction);
-    block = crypt(block, second, opposite(direction));
-    return crypt(block, forward ? third : first, direction);
-}
-
-}  // namespace
-
 RoundKeys expand(const std::uint8_t* key) noexcept {
-    const std::uint64_t chosen = permute(load(key), 64, permuted_choice_1);
+    const std::uint64_t chosen = choose<8>(load(key), key_choice);
     auto left = static_cast<std::uint32_t>(chosen >> 28);
     auto right = static_cast<std::uint32_t>(chosen & 0x0FFFFFFF);
     RoundKeys keys;
     for (unsigned round = 0; round < 16; ++round) {
         left = rotate_28(left, left_shifts[round]);
         right = rotate_28(right, left_shifts[round]);
-        const std::uint64_t bits =
-            permute(std::uint64_t{left} << 28 | right, 56, permuted_choice_2);
-        for (unsigned box = 0; box < 8; ++box) {
-            keys[round][box] = static_cast<std::uint8_t>(bits >> (42 - 6 * box) & 0x3F);
-        }
+        keys[round] = choose<7>(std::uint64_t{left} << 28 | right, round_choice);
     }
     return keys;
 }
 
-std::uint64_t crypt(std::uint64_t block, const RoundKeys& keys, Direction direction) noexcept {
-    block = permute(block, opening);
-    auto left = static_cast<std::uint32_t>(block >> 32);
-    auto right = static_cast<std::uint32_t>(block);
-    for (unsigned round = 0; round < 16; ++round) {
-        const std::uint32_t next =
-            left ^
-            round_function(right, keys[direction == Direction::encrypt ? round : 15 - round]);
-        left = right;
-        right = next;
+// The sixteen rounds between the permutations; they end with the halves exchanged.
+Halves rounds(Halves halves, const RoundKeys& keys, Direction direction) noexcept {
+    const bool forward = direction == Direction::encrypt;
+    for (unsigned round = 0; round < 16; round += 2) {
+        halves.left ^= round_function(halves.right, keys[forward ? round : 15 - round]);
+        halves.right ^= round_function(halves.left, keys[forward ? round + 1 : 14 - round]);
     }
-    return permute(std::uint64_t{right} << 32 | left, closing);
+    return {halves.right, halves.left};
 }
 
-namespace {
+std::uint64_t single(std::uint64_t block, const std::uint8_t* key, Direction direction) noexcept {
+    return closed(rounds(opened(block), expand(key), direction));
+}
+
+// Encrypt, decrypt, encrypt with the three keys, or the inverse of it (ANSI X9.52). Between them
+// the closing permutation of one and the opening one of the next cancel out.
+std::uint64_t triple(std::uint64_t block, const std::uint8_t* key, std::size_t key_size,
+                     Direction direction) noexcept {
+    const RoundKeys first = expand(key);
+    const RoundKeys second = expand(key + 8);
+    const RoundKeys third = key_size == 24 ? expand(key + 16) : first;
+    const bool forward = direction == Direction::encrypt;
+    Halves halves = opened(block);
+    halves = rounds(halves, forward ? first : third, direction);
+    halves = rounds(halves, second, opposite(direction));
+    return closed(rounds(halves, forward ? third : first, direction));
+}
 
 int crypt_block(const unsigned char* input, const unsigned char* key, unsigned char* output,
                 Direction direction) noexcept {
     if (input == nullptr || key == nullptr || output == nullptr) return status::invalid_argument;
-    store(crypt(load(input), expand(key), direction), output);
+    store(single(load(input), key, direction), output);
     return status::ok;
 }
 

@@ -1,5 +1,4 @@
-// UCS-2 (two bytes a character, low byte first) to GB18030, by binary search in the standard's
-// tables.
+// UCS-2 (two bytes a character, low byte first) to GB18030, by search in the standard's tables.
 #include <deskreader.h>
 
 #include <algorithm>
@@ -8,43 +7,77 @@
 #include <iterator>
 #include <span>
 
+#include "support/gb18030_pages.h"
+
 namespace {
+
+using deskreader::gb18030::Pages;
 
 constexpr int max_source = 510;
 constexpr int output_limit = 1024;
 constexpr unsigned char unmapped = 0xFF;
 
-// The row with the searched UCS-2 value, null if there is none.
+// The row with the searched UCS-2 value, null if there is none. Most characters are of a page whose
+// rows have no gaps, so that the value counts them from the first one.
 template <class Row>
-const Row* search(std::span<const Row> table, unsigned short ucs2) {
-    int low = 0;
-    int high = static_cast<int>(table.size()) - 1;
-    while (low <= high) {
-        const int middle = high - low == 1 ? high : (low + high) / 2;
-        const Row& row = table[static_cast<std::size_t>(middle)];
-        if (row.nUcs2 == ucs2) return &row;
-        if (ucs2 < row.nUcs2) {
-            high = middle - 1;
-        } else {
-            low = middle + 1;
-        }
-    }
-    return nullptr;
+const Row* search(std::span<const Row> table, const Pages& pages, unsigned short ucs2) {
+    const unsigned high = ucs2 >> 8;
+    const auto page = table.subspan(pages[high], pages[high + 1] - std::size_t{pages[high]});
+    if (page.empty()) return nullptr;
+    const auto guess = static_cast<std::size_t>(ucs2) - page.front().nUcs2;
+    if (guess < page.size() && page[guess].nUcs2 == ucs2) return &page[guess];
+    const auto row = std::ranges::lower_bound(page, ucs2, {}, &Row::nUcs2);
+    return row != page.end() && row->nUcs2 == ucs2 ? &*row : nullptr;
 }
 
 unsigned four_byte_code(const GB18030_4BYTE& row) {
     return static_cast<unsigned>(row.nHigh) << 16 | row.nLow;
 }
 
-// Writes the `count` low bytes of a code, the most significant first.
-int write_code(unsigned char* out, unsigned code, int count) {
-    for (int i = 0; i < count; ++i)
-        out[i] = static_cast<unsigned char>(code >> (8 * (count - 1 - i)));
-    return count;
+// Writes a code of two or four bytes, the most significant first.
+int write_two(unsigned char* out, unsigned code) {
+    out[0] = static_cast<unsigned char>(code >> 8);
+    out[1] = static_cast<unsigned char>(code);
+    return 2;
+}
+
+int write_four(unsigned char* out, unsigned code) {
+    write_two(out, code >> 16);
+    write_two(out + 2, code);
+    return 4;
 }
 
 unsigned short unit_at(const unsigned char* text, int unit) {
     return static_cast<unsigned short>(text[2 * unit] | text[2 * unit + 1] << 8);
+}
+
+const GB18030_2BYTE* find_two(unsigned short ucs2) {
+    return search<GB18030_2BYTE>(g_chset_ucs2_to_gb18030_2_byte_tbl,
+                                 deskreader::gb18030::two_byte_pages, ucs2);
+}
+
+const GB18030_4BYTE* find_four(unsigned short ucs2) {
+    return search<GB18030_4BYTE>(g_chset_ucs2_to_gb18030_4_byte_tbl,
+                                 deskreader::gb18030::four_byte_pages, ucs2);
+}
+
+const GB18030_4BYTE* find_added(unsigned short ucs2) {
+    const GB18030_4BYTE& row = g_chset_ucs2_to_gb18030_4_byte_tbl_add[0];
+    return row.nUcs2 == ucs2 ? &row : nullptr;
+}
+
+// Returns the bytes written.
+inline int convert(unsigned char* out, unsigned short ucs2) {
+    if (ucs2 < 0x80) {
+        *out = static_cast<unsigned char>(ucs2);
+        return 1;
+    }
+    if (const auto* two = find_two(ucs2)) return write_two(out, two->nCode);
+    const auto* four = find_four(ucs2);
+    if (four == nullptr) four = find_added(ucs2);
+    if (four != nullptr) return write_four(out, four_byte_code(*four));
+    *out = unmapped;
+    return 1;
 }
 
 }  // namespace
@@ -62,44 +95,36 @@ int mmi_chset_ucs2_gb18030_4byte_size_add(void) {
 }
 
 int mmi_chset_ucs2_to_gb18030_2_byte_search(unsigned short ucs2, unsigned short* code) {
-    const auto* row = search<GB18030_2BYTE>(g_chset_ucs2_to_gb18030_2_byte_tbl, ucs2);
+    const auto* row = find_two(ucs2);
     if (row == nullptr) return 0;
     *code = row->nCode;
     return 1;
 }
 
 int mmi_chset_ucs2_to_gb18030_4_byte_search(unsigned short ucs2, unsigned int* code) {
-    const auto* row = search<GB18030_4BYTE>(g_chset_ucs2_to_gb18030_4_byte_tbl, ucs2);
+    const auto* row = find_four(ucs2);
     if (row == nullptr) return 0;
     *code = four_byte_code(*row);
     return 1;
 }
 
 int mmi_chset_ucs2_to_gb18030_4_byte_search_add(unsigned short ucs2, unsigned int* code) {
-    const GB18030_4BYTE& row = g_chset_ucs2_to_gb18030_4_byte_tbl_add[0];
-    if (row.nUcs2 != ucs2) return 0;
-    *code = four_byte_code(row);
+    const auto* row = find_added(ucs2);
+    if (row == nullptr) return 0;
+    *code = four_byte_code(*row);
     return 1;
 }
 
 int mmi_chset_ucs2_to_gb18030(unsigned char* out, unsigned short ucs2) {
-    if (ucs2 < 0x80) return write_code(out, ucs2, 1);
-    unsigned short two = 0;
-    if (mmi_chset_ucs2_to_gb18030_2_byte_search(ucs2, &two) != 0) return write_code(out, two, 2);
-    unsigned four = 0;
-    if (mmi_chset_ucs2_to_gb18030_4_byte_search(ucs2, &four) != 0 ||
-        mmi_chset_ucs2_to_gb18030_4_byte_search_add(ucs2, &four) != 0) {
-        return write_code(out, four, 4);
-    }
-    return write_code(out, unmapped, 1);
+    return convert(out, ucs2);
 }
 
 int mmi_chset_ucs2_to_gb18030_str(unsigned char* out, const unsigned char* source, int limit) {
     int length = 0;
-    for (int unit = 0; unit_at(source, unit) != 0; ++unit) {
+    for (int at = 0; const unsigned short unit = unit_at(source, at); ++at) {
         // kept: only a unit whose low byte is 0 is held against the limit.
-        if (source[2 * unit] == 0 && length + 2 >= limit) break;
-        length += mmi_chset_ucs2_to_gb18030(out + length, unit_at(source, unit));
+        if ((unit & 0xFF) == 0 && length + 2 >= limit) break;
+        length += convert(out + length, unit);
     }
     out[length] = 0;
     out[length + 1] = 0;

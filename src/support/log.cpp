@@ -4,8 +4,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <mutex>
 
+#include <pthread.h>
 #include <unistd.h>
 
 #include "status.h"
@@ -17,7 +17,7 @@ namespace {
 
 constinit std::atomic<int> level{1};
 constinit char file_path[260] = "\\tmp\\g.log";  // in force only until the library is loaded
-constinit std::mutex file_lock;
+constinit pthread_mutex_t file_lock = PTHREAD_MUTEX_INITIALIZER;
 
 // Exactly the formatted message, freed with its scope.
 class Message {
@@ -107,7 +107,7 @@ int _Safe_vasprintf(char** out, const char* format, va_list args) {
 }
 
 int _GAppendDataToLogFile(const char* path, const void* data, size_t length) {
-    log::file_lock.lock();
+    pthread_mutex_lock(&log::file_lock);
     // kept: both early returns leave the lock held, so a host without a writable log stops at its
     // next message instead of working unlogged.
     if (path == nullptr || data == nullptr || length == 0) return status::invalid_argument;
@@ -117,6 +117,6 @@ int _GAppendDataToLogFile(const char* path, const void* data, size_t length) {
     std::fflush(file);
     fsync(fileno(file));
     std::fclose(file);
-    log::file_lock.unlock();
+    pthread_mutex_unlock(&log::file_lock);
     return status::ok;
 }

@@ -37,7 +37,8 @@ constexpr int shifts[4][4] = {{7, 12, 17, 22}, {5, 9, 14, 20}, {4, 11, 16, 23}, 
 template <std::size_t I>
 constexpr std::uint32_t mix(std::uint32_t b, std::uint32_t c, std::uint32_t d) noexcept {
     if constexpr (I < 16) return d ^ (b & (c ^ d));
-    if constexpr (I >= 16 && I < 32) return c ^ (d & (b ^ c));
+    // Two words that have no bit in common: as a sum, of which one half need not wait for b.
+    if constexpr (I >= 16 && I < 32) return (b & d) + (c & ~d);
     if constexpr (I >= 32 && I < 48) return b ^ c ^ d;
     if constexpr (I >= 48) return c ^ (b | ~d);
 }

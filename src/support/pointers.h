@@ -1,5 +1,7 @@
-// Pointers as hosts give them.
+// Pointers as hosts give them, and to memory of malloc.
 #pragma once
+
+#include <cstdlib>
 
 namespace deskreader {
 
@@ -13,5 +15,11 @@ constexpr bool any_null(const Pointer*... pointers) noexcept {
 constexpr bool missing(const unsigned char* bytes, int length) noexcept {
     return bytes == nullptr && length > 0;
 }
+
+// For std::unique_ptr. The library takes memory from malloc alone: C++'s own would bring the
+// runtime of exceptions with it.
+struct Free {
+    void operator()(void* memory) const noexcept { std::free(memory); }
+};
 
 }  // namespace deskreader

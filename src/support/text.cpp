@@ -11,7 +11,14 @@
 namespace deskreader::text {
 namespace {
 
-constexpr std::string_view hex_digits = "0123456789ABCDEF";
+// The two digits of every byte.
+constexpr auto hex_digits = [] {
+    constexpr std::string_view digits = "0123456789ABCDEF";
+    std::array<std::array<char, 2>, 256> pairs{};
+    for (unsigned byte = 0; byte < pairs.size(); ++byte)
+        pairs[byte] = {digits[byte >> 4], digits[byte & 0x0F]};
+    return pairs;
+}();
 
 // The value of every character as a hexadecimal digit; 0 for those that are none.
 constexpr auto hex_values = [] {
@@ -38,8 +45,7 @@ std::size_t pairs_that_fit(int length, std::size_t out_size) noexcept {
 std::size_t to_hex(std::span<const std::uint8_t> bytes, std::span<char> out) noexcept {
     const std::size_t count = std::min(bytes.size(), out.size() / 2);
     for (std::size_t i = 0; i < count; ++i) {
-        out[2 * i] = hex_digits[bytes[i] >> 4];
-        out[2 * i + 1] = hex_digits[bytes[i] & 0x0F];
+        std::memcpy(&out[2 * i], hex_digits[bytes[i]].data(), 2);
     }
     return 2 * count;
 }

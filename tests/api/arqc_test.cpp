@@ -37,15 +37,6 @@ constexpr char stored[] =
     "9F0306"
     "000000000000";
 
-std::string stored_value(const char* tag) {
-    const Bytes name = hex(tag);
-    return kit::output_of([&](auto* out, int* length) {
-               return PBOC_GetTagValue(name.data(), static_cast<int>(name.size()), g_szTxData,
-                                       g_iTxDataLen, out, length);
-           })
-        .text();
-}
-
 class Arqc : public testing::TestWithParam<kit::Way> {
   protected:
     struct Given {

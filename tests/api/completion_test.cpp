@@ -26,15 +26,6 @@ void keep_application_data(const char* data) {
     std::ranges::copy(bytes, g_IccAppData + 6);
 }
 
-std::string stored_value(const char* tag) {
-    const Bytes name = hex(tag);
-    return kit::output_of([&](auto* out, int* length) {
-               return PBOC_GetTagValue(name.data(), static_cast<int>(name.size()), g_szTxData,
-                                       g_iTxDataLen, out, length);
-           })
-        .text();
-}
-
 std::string text_in(const std::string& buffer) {
     return buffer.substr(0, buffer.find_first_of(std::string("#\0", 2)));
 }

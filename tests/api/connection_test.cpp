@@ -370,16 +370,17 @@ TEST_F(SerialPort, TellingTheReaderItsRate) {
 TEST_F(SerialPort, CancelFromAnotherThreadEndsAnExchange) {
     RD_Open(3, 9600, 0);
     line_.expect_silence(0, ic_frame(hex("81 00")));
-    std::jthread canceller([] {
-        std::this_thread::sleep_for(50ms);
-        RD_Cancel();
+    // A cancel that comes before the read is lost, so one may not be enough on a busy machine.
+    std::jthread canceller([](const std::stop_token& done) {
+        while (!done.stop_requested())
+            RD_Cancel();
     });
     char info[256];
     int length = 0;
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(RD_GetDevInfo(0, info, &length), -1013);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, 800ms) << "before its second is over";
-    canceller.join();
+    canceller = {};
     RD_Close();
 }
 

@@ -3,6 +3,18 @@
 
 #include "kit/card_desk.h"
 
+// A value in the terminal's data objects, as hexadecimal text; of the transaction unless said
+// otherwise.
+inline std::string stored_value(const char* tag, unsigned char* store = g_szTxData,
+                                int size = g_iTxDataLen) {
+    const kit::Bytes name = kit::hex(tag);
+    return kit::output_of([&](auto* out, int* length) {
+               return PBOC_GetTagValue(name.data(), static_cast<int>(name.size()), store, size, out,
+                                       length);
+           })
+        .text();
+}
+
 class PaymentDesk : public kit::CardDesk {
   public:
     using kit::CardDesk::CardDesk;

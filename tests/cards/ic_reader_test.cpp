@@ -1,39 +1,22 @@
 #include <deskreader.h>
 
+#include "cards/reader_calls.h"
 #include "kit/conversation.h"
 #include "kit/frames.h"
 #include "kit/scratch.h"
 
 namespace {
 
+using cards_test::Call;
+using cards_test::Given;
+using cards_test::limit_ms;
+using cards_test::only;
+using cards_test::with_output;
 using kit::Bytes;
 using kit::hex;
 using kit::ic_frame;
 using kit::Link;
 using kit::union_frame;
-
-constexpr int limit_ms = 200;
-
-// What a command gave: its result, and its output as it was before if it wrote none.
-struct Given {
-    int result;
-    int length = -7;  // -7: not written
-    Bytes out;
-};
-
-using Call = Given (*)();
-
-Given only(int result) {
-    return {result, -7, {}};
-}
-
-template <class Function>
-Given with_output(Function function) {
-    Given given{0, -7, Bytes(4200, '#')};
-    given.result = function(given.out.data(), &given.length);
-    given.out.resize(given.length < 0 ? 0 : static_cast<std::size_t>(given.length));
-    return given;
-}
 
 Given set_baud() {
     return only(IC_SetBaud(&context, 115200));

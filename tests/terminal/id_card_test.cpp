@@ -2,8 +2,8 @@
 
 #include "kit/id_desk.h"
 #include "kit/id_text.h"
-#include "kit/scratch.h"
 #include "kit/working_directory.h"
+#include "port_desk.h"
 
 namespace {
 
@@ -11,24 +11,10 @@ using kit::gb;
 using kit::hex;
 using kit::Link;
 using kit::resident_fields;
-using Messages = std::vector<std::string>;
 
-// A scripted reader that a call finds by the name of its port.
-class TerminalIdCard : public testing::TestWithParam<Link> {
+class TerminalIdCard : public PortDesk {
   protected:
-    TerminalIdCard() {
-        if (GetParam() == Link::hid) {
-            clock_.emplace();
-            reader_ = std::make_unique<kit::ScriptedHid>(&*clock_);
-            port_ = "USB";
-        } else {
-            auto serial = std::make_unique<kit::ScriptedSerial>();
-            port_ = serial->device().substr(std::string_view("/dev/").size());
-            reader_ = std::move(serial);
-        }
-        module_.emplace(*reader_, GetParam());
-        DC_Init(&context);
-    }
+    TerminalIdCard() { module_.emplace(*reader_, GetParam()); }
 
     void expect_resident() {
         module_->expect_card(kit::with_photo(kit::resident_card(), kit::striped_picture()));
@@ -44,30 +30,13 @@ class TerminalIdCard : public testing::TestWithParam<Link> {
 
     std::string info() const { return info_.c_str(); }
 
-    // The messages of the call itself: without those of the commands on the wire and of the rates.
-    Messages messages() const {
-        Messages out;
-        for (const std::string& message : log_.messages()) {
-            const bool is_traffic = message.starts_with("Info:Send ") ||
-                                    message.starts_with("Info:Read Pack") ||
-                                    message.starts_with("Info:iBaud");
-            if (!is_traffic) out.push_back(message);
-        }
-        return out;
-    }
-
     std::string entry(int timeout_s) const {
         return "Info:pszPort = " + port_ +
                ", nBaudRate = 0, nTimeout = " + std::to_string(timeout_s) + "\r\n";
     }
 
     kit::WorkingDirectory here_;
-    kit::ConfigFile config_;
-    kit::LogFile log_;
-    std::optional<kit::FakeClock> clock_;
-    std::unique_ptr<kit::ScriptedReader> reader_;
     std::optional<kit::IdModule> module_;
-    std::string port_;
     std::string info_ = std::string(4097, '#');
 };
 

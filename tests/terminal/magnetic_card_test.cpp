@@ -1,31 +1,15 @@
 #include <deskreader.h>
 
-#include "kit/conversation.h"
-#include "kit/scratch.h"
+#include "port_desk.h"
 
 namespace {
 
 using kit::Bytes;
 using kit::hex;
 using kit::Link;
-using Messages = std::vector<std::string>;
 
-// A scripted reader that a call finds by the name of its port.
-class TerminalMagneticCard : public testing::TestWithParam<Link> {
+class TerminalMagneticCard : public PortDesk {
   protected:
-    TerminalMagneticCard() {
-        if (GetParam() == Link::hid) {
-            clock_.emplace();
-            reader_ = std::make_unique<kit::ScriptedHid>(&*clock_);
-            port_ = "USB";
-        } else {
-            auto serial = std::make_unique<kit::ScriptedSerial>();
-            port_ = serial->device().substr(std::string_view("/dev/").size());
-            reader_ = std::move(serial);
-        }
-        DC_Init(&context);
-    }
-
     void expect_read(const char* command, std::string_view characters) {
         reader_->expect(1, hex(command),
                         kit::join({hex("1B 73"), kit::ascii(characters), hex("3F 1C")}));
@@ -58,29 +42,11 @@ class TerminalMagneticCard : public testing::TestWithParam<Link> {
         return result;
     }
 
-    // The messages of the call itself: without those of the commands on the wire and of the open.
-    Messages messages() const {
-        Messages out;
-        for (const std::string& message : log_.messages()) {
-            const bool below = message.starts_with("Info:Send ") ||
-                               message.starts_with("Info:Read Pack") ||
-                               message.starts_with("Info:iBaud");
-            if (!below) out.push_back(message);
-        }
-        return out;
-    }
-
     std::string call(const char* name, int timeout_s, int mode) const {
         return "Info:Enter " + std::string(name) + "\r\n|Info:pszPort = " + port_ +
                ", nBaudRate = 9600, nTimeout = " + std::to_string(timeout_s) +
                ", iMode = " + std::to_string(mode) + ", iCharSet = 4\r\n";
     }
-
-    kit::ConfigFile config_;
-    kit::LogFile log_;
-    std::optional<kit::FakeClock> clock_;
-    std::unique_ptr<kit::ScriptedReader> reader_;
-    std::string port_;
 };
 
 std::string joined(const Messages& messages) {

@@ -15,16 +15,6 @@ constexpr char get_options[] = "80 A8 00 00 08 83 06 00 00 00 00 00 12";
 constexpr char one_record[] = "80 06 7C 00 08 01 01 00 90 00";
 constexpr char read_record[] = "00 B2 01 0C 00";
 
-std::string stored_value(const char* tag, unsigned char* store = g_szTxData,
-                         int size = g_iTxDataLen) {
-    const Bytes name = hex(tag);
-    return kit::output_of([&](auto* out, int* length) {
-               return PBOC_GetTagValue(name.data(), static_cast<int>(name.size()), store, size, out,
-                                       length);
-           })
-        .text();
-}
-
 std::string start_value(const char* tag) {
     return stored_value(tag, g_szAppInitData, g_iAppInitDataLen);
 }

@@ -291,7 +291,7 @@ TEST(Deck, SaysWhatWasExpectedAndFound) {
         {R"({"cards": [7]})", "deck: /cards/0: expected an object, found 7"},
         {R"({"cards": [{"name": "x"}]})", "deck: /cards/0: expected a key type"},
         {R"({"cards": [{"type": "emv", "name": "x"}]})",
-         R"(deck: /cards/0/type: expected one of "iso", "payment", "purse", "social-security", "magnetic", "identity", "mifare-classic", "ultralight-c", "hostile", found "emv")"},
+         R"(deck: /cards/0/type: expected one of "iso", "payment", "purse", "social-security", "magnetic", "identity", "mifare-classic", "ultralight-c", "hostile", "vpcd", found "emv")"},
         {R"({"cards": [{"type": "iso", "name": "a b"}]})",
          R"(deck: /cards/0/name: expected a name without blanks, found "a b")"},
         {R"({"cards": [{"type": "iso", "name": "a"}, {"type": "iso", "name": "a"}]})",

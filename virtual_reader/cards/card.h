@@ -18,6 +18,14 @@ class Card {
     // answers to its activation.
     virtual Bytes power_on() = 0;
 
+    // It comes into the reader, and goes back. Coming throws std::runtime_error if it cannot.
+    virtual void enter() {}
+    virtual void leave() {}
+
+    // Whether there is a card where it was put, and what else there is to say of it.
+    virtual bool is_present() { return true; }
+    virtual std::string situation() { return {}; }
+
     // What was selected or authenticated is forgotten.
     virtual void power_off() = 0;
 

@@ -1,6 +1,5 @@
 #include "links/serial_line.h"
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 
@@ -119,19 +118,12 @@ bool SerialLine::take_request(Reader& reader, int rate_before, bool host_is_ther
 }
 
 void SerialLine::put(Reader& reader, Bytes answer) {
-    for (Piece& piece : reader.faults().spoil(std::move(answer))) {
-        if (piece.is_report) continue;
-        const auto now = std::chrono::steady_clock::now();
-        const auto before = output_.empty() ? now : std::max(now, output_.back().due);
-        output_.push_back({before + piece.pause, std::move(piece.bytes)});
-    }
+    output_.put(reader.faults().spoil(std::move(answer)));
 }
 
 void SerialLine::write_due() {
-    while (!output_.empty() && output_.front().due <= std::chrono::steady_clock::now()) {
-        write_all(output_.front().bytes);
-        output_.pop_front();
-    }
+    while (const auto bytes = output_.take_due())
+        write_all(*bytes);
 }
 
 // A host that changes its rate may have sent a byte at either of them. The answer is for those who

@@ -1,43 +1,38 @@
 // The reader's end of a serial line: a pseudo-terminal whose other end a host opens like a port.
 #pragma once
 
-#include <chrono>
-#include <deque>
 #include <string>
 
-#include "reader.h"
+#include "links/link.h"
+#include "links/output_queue.h"
 
 namespace virtual_reader {
 
-class SerialLine {
+class SerialLine final : public Link {
   public:
     // Throws std::system_error without a pseudo-terminal.
     SerialLine();
-    ~SerialLine();
+    ~SerialLine() override;
     SerialLine(const SerialLine&) = delete;
     SerialLine& operator=(const SerialLine&) = delete;
 
     // The device that the host opens. A reader that is plugged in again has another one.
     const std::string& device() const { return device_; }
+    std::string place() const override { return device_; }
 
     // Becomes readable when the host has sent something; -1 while the reader is unplugged.
-    int descriptor() const { return master_; }
+    int descriptor() const override { return master_; }
 
     // Takes what the host has sent, if anything, and writes the reader's answers, also those for
     // which it waited for a card. Bytes at another rate than the reader's are noise to it. An
     // unplugged reader takes the line away, as a USB adapter does. Returns false while no host has
     // the line open.
-    bool serve(Reader& reader);
+    bool serve(Reader& reader) override;
 
     // Bytes that came at another rate.
     std::size_t misread() const { return misread_; }
 
   private:
-    struct Output {
-        std::chrono::steady_clock::time_point due;
-        Bytes bytes;
-    };
-
     void open_line();
     void close_line();
     void unplug_line();
@@ -57,7 +52,7 @@ class SerialLine {
     std::string device_;
     int last_rate_ = 0;
     std::size_t misread_ = 0;
-    std::deque<Output> output_;
+    OutputQueue output_;
     int replugs_ = 0;
 };
 

@@ -31,6 +31,11 @@ Bytes ic_reply(View body) {
 }
 
 Bytes union_reply(View body) {
+    constexpr std::size_t longest = 0xFFFF;
+    if (body.size() > longest) {
+        throw std::length_error("a reply of " + std::to_string(body.size()) +
+                                " bytes in the Union frame");
+    }
     Bytes frame = {static_cast<std::uint8_t>(body.size() >> 8),
                    static_cast<std::uint8_t>(body.size())};
     append(frame, body);

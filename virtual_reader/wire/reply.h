@@ -10,7 +10,8 @@ namespace virtual_reader {
 // more.
 Bytes ic_reply(View body);
 
-// 02, length (2 bytes), body, XOR of the body in characters '0' + nibble, then 03.
+// 02, length (2 bytes), body, XOR of the body in characters '0' + nibble, then 03. Throws
+// std::length_error for a body whose length does not fit two bytes.
 Bytes union_reply(View body);
 
 // AA AA AA 96 69, length (2 bytes, with the check byte), body, XOR of length and body.
