@@ -56,16 +56,45 @@ using desk_tool::record::Header;
 constexpr std::string_view reader_library = "libdeskreader.so";
 constexpr const char* hid_library = "libhidapi-libusb.so.0";
 
-// The function that would have been called without this library. A host may have loaded the reader
-// library, and hidapi with it, for itself alone: then hidapi is asked for by its name.
+// The function that would have been called without this library, looked up once. A host may have
+// loaded the reader library, and hidapi with it, for itself alone: then hidapi is asked for by its
+// name.
 template <class Function>
-Function* next(const char* name) {
-    void* found = dlsym(RTLD_NEXT, name);
-    if (found == nullptr && std::string_view(name).starts_with("hid_")) {
-        if (void* hidapi = dlopen(hid_library, RTLD_NOW | RTLD_NOLOAD)) found = dlsym(hidapi, name);
+class Next {
+  public:
+    explicit constexpr Next(const char* name) : name_(name) {}
+
+    // Null if there is none.
+    Function* get() {
+        if (found_.load() == nullptr) found_.store(find());
+        return reinterpret_cast<Function*>(found_.load());
     }
-    return reinterpret_cast<Function*>(found);
-}
+
+  private:
+    void* find() const {
+        void* found = dlsym(RTLD_NEXT, name_);
+        if (found != nullptr || !std::string_view(name_).starts_with("hid_")) return found;
+        void* hidapi = dlopen(hid_library, RTLD_NOW | RTLD_NOLOAD);
+        return hidapi == nullptr ? nullptr : dlsym(hidapi, name_);
+    }
+
+    const char* name_;
+    std::atomic<void*> found_{nullptr};
+};
+
+constinit Next<int(const char*, int, ...)> next_open("open");
+constinit Next<int(const char*, int, ...)> next_open64("open64");
+constinit Next<int(const char*, int)> next_open_2("__open_2");
+constinit Next<int(const char*, int)> next_open64_2("__open64_2");
+constinit Next<ssize_t(int, void*, size_t)> next_read("read");
+constinit Next<ssize_t(int, void*, size_t, size_t)> next_read_chk("__read_chk");
+constinit Next<ssize_t(int, const void*, size_t)> next_write("write");
+constinit Next<int(int)> next_close("close");
+constinit Next<hid_device*(unsigned short, unsigned short, const wchar_t*)> next_hid_open(
+    "hid_open");
+constinit Next<int(hid_device*, const unsigned char*, size_t)> next_hid_write("hid_write");
+constinit Next<int(hid_device*, unsigned char*, size_t, int)> next_hid_read("hid_read_timeout");
+constinit Next<void(hid_device*)> next_hid_close("hid_close");
 
 class KeptErrno {
   public:
@@ -102,6 +131,12 @@ class Recorder {
         } while (count > 0);
     }
 
+    // A host may close descriptors that it never opened: the next one with this number is its own.
+    void forget(int file) {
+        const std::lock_guard lock(mutex_);
+        if (file == socket_) socket_ = -1;
+    }
+
   private:
     bool connect_once() {
         if (tried_) return socket_ >= 0;
@@ -117,7 +152,7 @@ class Recorder {
             socket_ = opened;
             return true;
         }
-        next<int(int)>("close")(opened);
+        next_close.get()(opened);
         return false;
     }
 
@@ -192,14 +227,15 @@ void note_received(int file, const void* data, ssize_t count) {
     recorder.tell(Event::received, place_of(file), data, static_cast<std::size_t>(count));
 }
 
-int open_by(const char* name, const char* path, int flags, mode_t mode, const void* caller) {
-    const int file = next<int(const char*, int, ...)>(name)(path, flags, mode);
+int open_by(Next<int(const char*, int, ...)>& next, const char* path, int flags, mode_t mode,
+            const void* caller) {
+    const int file = next.get()(path, flags, mode);
     note_opened(file, path, caller);
     return file;
 }
 
-int open_checked_by(const char* name, const char* path, int flags, const void* caller) {
-    const int file = next<int(const char*, int)>(name)(path, flags);
+int open_by(Next<int(const char*, int)>& next, const char* path, int flags, const void* caller) {
+    const int file = next.get()(path, flags);
     note_opened(file, path, caller);
     return file;
 }
@@ -212,7 +248,7 @@ PASSING int open(const char* path, int flags, ...) {
     va_start(rest, flags);
     const mode_t mode = va_arg(rest, mode_t);
     va_end(rest);
-    return open_by("open", path, flags, mode, __builtin_return_address(0));
+    return open_by(next_open, path, flags, mode, __builtin_return_address(0));
 }
 
 PASSING int open64(const char* path, int flags, ...) {
@@ -220,26 +256,25 @@ PASSING int open64(const char* path, int flags, ...) {
     va_start(rest, flags);
     const mode_t mode = va_arg(rest, mode_t);
     va_end(rest);
-    return open_by("open64", path, flags, mode, __builtin_return_address(0));
+    return open_by(next_open64, path, flags, mode, __builtin_return_address(0));
 }
 
 PASSING int __open_2(const char* path, int flags) {
-    return open_checked_by("__open_2", path, flags, __builtin_return_address(0));
+    return open_by(next_open_2, path, flags, __builtin_return_address(0));
 }
 
 PASSING int __open64_2(const char* path, int flags) {
-    return open_checked_by("__open64_2", path, flags, __builtin_return_address(0));
+    return open_by(next_open64_2, path, flags, __builtin_return_address(0));
 }
 
 PASSING ssize_t read(int file, void* buffer, size_t count) {
-    const ssize_t got = next<ssize_t(int, void*, size_t)>("read")(file, buffer, count);
+    const ssize_t got = next_read.get()(file, buffer, count);
     note_received(file, buffer, got);
     return got;
 }
 
 PASSING ssize_t __read_chk(int file, void* buffer, size_t count, size_t room) {
-    const ssize_t got =
-        next<ssize_t(int, void*, size_t, size_t)>("__read_chk")(file, buffer, count, room);
+    const ssize_t got = next_read_chk.get()(file, buffer, count, room);
     note_received(file, buffer, got);
     return got;
 }
@@ -248,18 +283,18 @@ PASSING ssize_t __read_chk(int file, void* buffer, size_t count, size_t room) {
 PASSING ssize_t write(int file, const void* data, size_t count) {
     if (count > 0 && open_places.holds(place_of(file)))
         recorder.tell(Event::sent, place_of(file), data, count);
-    return next<ssize_t(int, const void*, size_t)>("write")(file, data, count);
+    return next_write.get()(file, data, count);
 }
 
 PASSING int close(int file) {
+    if (file >= 0) recorder.forget(file);
     if (open_places.remove(place_of(file)))
         recorder.tell(Event::closed, place_of(file), nullptr, 0);
-    return next<int(int)>("close")(file);
+    return next_close.get()(file);
 }
 
 PASSING hid_device* hid_open(unsigned short vendor, unsigned short product, const wchar_t* serial) {
-    auto* const real =
-        next<hid_device*(unsigned short, unsigned short, const wchar_t*)>("hid_open");
+    auto* const real = next_hid_open.get();
     hid_device* device = real == nullptr ? nullptr : real(vendor, product, serial);
     if (device == nullptr || !is_reader_library(__builtin_return_address(0))) return device;
     open_places.add(place_of(device));
@@ -277,13 +312,13 @@ PASSING hid_device* hid_open(unsigned short vendor, unsigned short product, cons
 PASSING int hid_write(hid_device* device, const unsigned char* data, size_t length) {
     if (open_places.holds(place_of(device)))
         recorder.tell(Event::sent, place_of(device), data, length);
-    auto* const real = next<int(hid_device*, const unsigned char*, size_t)>("hid_write");
+    auto* const real = next_hid_write.get();
     return real == nullptr ? -1 : real(device, data, length);
 }
 
 PASSING int hid_read_timeout(hid_device* device, unsigned char* data, size_t length,
                              int milliseconds) {
-    auto* const real = next<int(hid_device*, unsigned char*, size_t, int)>("hid_read_timeout");
+    auto* const real = next_hid_read.get();
     const int got = real == nullptr ? -1 : real(device, data, length, milliseconds);
     if (got > 0 && open_places.holds(place_of(device)))
         recorder.tell(Event::received, place_of(device), data, static_cast<std::size_t>(got));
@@ -293,6 +328,6 @@ PASSING int hid_read_timeout(hid_device* device, unsigned char* data, size_t len
 PASSING void hid_close(hid_device* device) {
     if (open_places.remove(place_of(device)))
         recorder.tell(Event::closed, place_of(device), nullptr, 0);
-    auto* const real = next<void(hid_device*)>("hid_close");
+    auto* const real = next_hid_close.get();
     if (real != nullptr) real(device);
 }

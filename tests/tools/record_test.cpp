@@ -164,6 +164,16 @@ TEST_F(Record, ReportsAFileThatCannotBeWritten) {
     EXPECT_EQ(tool({"record"}).status, 2);
 }
 
+// In a host it must not be in the way of anything but what it looks at.
+TEST(RecordCompanion, StandsBeforeNothingElse) {
+    const Finished run =
+        Process("/usr/bin/nm", {"-D", "--defined-only", "--format=just-symbols", record_companion})
+            .finish();
+    EXPECT_EQ(run.output,
+              "__open64_2\n__open_2\n__read_chk\nclose\nhid_close\nhid_open\n"
+              "hid_read_timeout\nhid_write\nopen\nopen64\nread\nwrite\n");
+}
+
 // A reader on USB, from a recording, is recorded again.
 TEST_F(Record, WritesDownReportsOnUsb) {
     EXPECT_EQ(record({"beep", "3"}).status, 0);

@@ -22,6 +22,7 @@ namespace tool_tests {
 extern const char* const tool_program;
 extern const char* const virtual_reader_program;
 extern const char* const reader_library;      // libdeskreader.so.2
+extern const char* const record_companion;    // libdeskreader_record.so
 extern const char* const usb_reader_library;  // see usb_reader.cpp
 
 struct Finished {
