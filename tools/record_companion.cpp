@@ -27,8 +27,6 @@
 
 #include "record_protocol.h"
 
-#define PASSING __attribute__((visibility("default")))
-
 struct hid_device_;
 using hid_device = hid_device_;
 
@@ -243,7 +241,7 @@ int open_by(Next<int(const char*, int)>& next, const char* path, int flags, cons
 }  // namespace
 
 // The mode is there if the flags ask for it; passing on what is not there does no harm.
-PASSING int open(const char* path, int flags, ...) {
+int open(const char* path, int flags, ...) {
     va_list rest;
     va_start(rest, flags);
     const mode_t mode = va_arg(rest, mode_t);
@@ -251,7 +249,7 @@ PASSING int open(const char* path, int flags, ...) {
     return open_by(next_open, path, flags, mode, __builtin_return_address(0));
 }
 
-PASSING int open64(const char* path, int flags, ...) {
+int open64(const char* path, int flags, ...) {
     va_list rest;
     va_start(rest, flags);
     const mode_t mode = va_arg(rest, mode_t);
@@ -259,41 +257,41 @@ PASSING int open64(const char* path, int flags, ...) {
     return open_by(next_open64, path, flags, mode, __builtin_return_address(0));
 }
 
-PASSING int __open_2(const char* path, int flags) {
+int __open_2(const char* path, int flags) {
     return open_by(next_open_2, path, flags, __builtin_return_address(0));
 }
 
-PASSING int __open64_2(const char* path, int flags) {
+int __open64_2(const char* path, int flags) {
     return open_by(next_open64_2, path, flags, __builtin_return_address(0));
 }
 
-PASSING ssize_t read(int file, void* buffer, size_t count) {
+ssize_t read(int file, void* buffer, size_t count) {
     const ssize_t got = next_read.get()(file, buffer, count);
     note_received(file, buffer, got);
     return got;
 }
 
-PASSING ssize_t __read_chk(int file, void* buffer, size_t count, size_t room) {
+ssize_t __read_chk(int file, void* buffer, size_t count, size_t room) {
     const ssize_t got = next_read_chk.get()(file, buffer, count, room);
     note_received(file, buffer, got);
     return got;
 }
 
 // Told before it is done: the answer must not come first.
-PASSING ssize_t write(int file, const void* data, size_t count) {
+ssize_t write(int file, const void* data, size_t count) {
     if (count > 0 && open_places.holds(place_of(file)))
         recorder.tell(Event::sent, place_of(file), data, count);
     return next_write.get()(file, data, count);
 }
 
-PASSING int close(int file) {
+int close(int file) {
     if (file >= 0) recorder.forget(file);
     if (open_places.remove(place_of(file)))
         recorder.tell(Event::closed, place_of(file), nullptr, 0);
     return next_close.get()(file);
 }
 
-PASSING hid_device* hid_open(unsigned short vendor, unsigned short product, const wchar_t* serial) {
+hid_device* hid_open(unsigned short vendor, unsigned short product, const wchar_t* serial) {
     auto* const real = next_hid_open.get();
     hid_device* device = real == nullptr ? nullptr : real(vendor, product, serial);
     if (device == nullptr || !is_reader_library(__builtin_return_address(0))) return device;
@@ -309,15 +307,14 @@ PASSING hid_device* hid_open(unsigned short vendor, unsigned short product, cons
     return device;
 }
 
-PASSING int hid_write(hid_device* device, const unsigned char* data, size_t length) {
+int hid_write(hid_device* device, const unsigned char* data, size_t length) {
     if (open_places.holds(place_of(device)))
         recorder.tell(Event::sent, place_of(device), data, length);
     auto* const real = next_hid_write.get();
     return real == nullptr ? -1 : real(device, data, length);
 }
 
-PASSING int hid_read_timeout(hid_device* device, unsigned char* data, size_t length,
-                             int milliseconds) {
+int hid_read_timeout(hid_device* device, unsigned char* data, size_t length, int milliseconds) {
     auto* const real = next_hid_read.get();
     const int got = real == nullptr ? -1 : real(device, data, length, milliseconds);
     if (got > 0 && open_places.holds(place_of(device)))
@@ -325,7 +322,7 @@ PASSING int hid_read_timeout(hid_device* device, unsigned char* data, size_t len
     return got;
 }
 
-PASSING void hid_close(hid_device* device) {
+void hid_close(hid_device* device) {
     if (open_places.remove(place_of(device)))
         recorder.tell(Event::closed, place_of(device), nullptr, 0);
     auto* const real = next_hid_close.get();
