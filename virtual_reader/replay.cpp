@@ -64,6 +64,8 @@ Replay::Replay(const std::vector<RecordedLine>& lines) {
 void Replay::add(const RecordedLine& line) {
     if (line.kind == RecordedLine::Kind::sent) {
         Pattern payload = payload_of(line);
+        // The rate in a mode command is that of the link.
+        if (line.link == RecordedLink::usb && is_mode_command(payload)) payload.known[3] = false;
         if (!payload.bytes.empty()) steps_.push_back({std::move(payload), {}, line.number});
     } else if (line.kind == RecordedLine::Kind::received && !steps_.empty()) {
         // The answer to a mode command is one that hosts wait for on USB only.

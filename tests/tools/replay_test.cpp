@@ -239,8 +239,9 @@ TEST(Replay, TakesThePayloadOutOfReports) {
               "> 3 0001041B24493000\n< 4 01024F4B\n"
               "> 5 00000131\n< 6 000043\n"));
     EXPECT_EQ(replay.receive(Bytes{0x36, 0x30, 0x03}), (Bytes{0x41, 0x42}));
-    EXPECT_EQ(replay.receive(Bytes{0x1B, 0x24, 0x49, 0x30}), Bytes{});
+    EXPECT_EQ(replay.receive(Bytes{0x1B, 0x24, 0x49, 0x34}), Bytes{});
     EXPECT_EQ(replay.receive(Bytes{0x31}), Bytes{0x43});
+    EXPECT_FALSE(replay.has_strayed());
 }
 
 // A reader of a recording, as a program.
