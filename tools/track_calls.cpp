@@ -17,6 +17,13 @@ constexpr std::size_t max_written = 120;
 constexpr char blank_track[] = "\x7F";
 constexpr char damaged_track[] = "00000";
 
+constexpr int cancelled = -1006;
+
+// A read that was cancelled is one of tracks that cannot be read, to the library.
+void check_swipe(const char* call, int result) {
+    check(call, result != 0 && interrupted() ? cancelled : result);
+}
+
 // Results that tell of single tracks: -2000 to -2007 and -2105 to -2111.
 bool tells_of_tracks(int result) {
     return (result <= -2000 && result >= -2007) || (result <= -2105 && result >= -2111);
@@ -33,7 +40,7 @@ TracksRead read_tracks(int selection, int timeout_s) {
     read.result =
         RD_ReadMagCard(0, selection, room, text[0].data(), &length[0], room, text[1].data(),
                        &length[1], room, text[2].data(), &length[2], timeout_s);
-    if (read.result != 0 && !tells_of_tracks(read.result)) check("RD_ReadMagCard", read.result);
+    if (interrupted() || !tells_of_tracks(read.result)) check_swipe("RD_ReadMagCard", read.result);
     for (std::size_t i = 0; i < text.size(); ++i) {
         const std::string found = text[i].data();
         const bool readable = !found.empty() && found != blank_track && found != damaged_track;
@@ -45,8 +52,9 @@ TracksRead read_tracks(int selection, int timeout_s) {
 void write_tracks(const std::optional<std::string>& track2,
                   const std::optional<std::string>& track3, int timeout_s) {
     const Waiting waiting(timeout_s, a_swipe, Waiting::By::reader);
-    check("RD_WriteMagCard", RD_WriteMagCard(0, nullptr, 0, track2 ? track2->c_str() : nullptr, 0,
-                                             track3 ? track3->c_str() : nullptr, 0, timeout_s));
+    check_swipe("RD_WriteMagCard",
+                RD_WriteMagCard(0, nullptr, 0, track2 ? track2->c_str() : nullptr, 0,
+                                track3 ? track3->c_str() : nullptr, 0, timeout_s));
 }
 
 std::string card_number(int selection, int timeout_s) {
@@ -54,8 +62,8 @@ std::string card_number(int selection, int timeout_s) {
     std::array<char, track_room> text{};
     int length = 0;
     const Waiting waiting(timeout_s, a_swipe, Waiting::By::reader);
-    check("RD_GetMagCardNo",
-          RD_GetMagCardNo(0, selection, either_end, text.data(), &length, timeout_s));
+    check_swipe("RD_GetMagCardNo",
+                RD_GetMagCardNo(0, selection, either_end, text.data(), &length, timeout_s));
     return text.data();
 }
 
