@@ -44,6 +44,11 @@ if(NOT DESKREADER_LIBRARY_ONLY)
   set_target_properties(deskreader_tool PROPERTIES INSTALL_RPATH "\$ORIGIN/${from_tool}")
   # The Ultralight primitives that the tool brings; no other host is to find them by accident.
   set_target_properties(ultralight_primitives PROPERTIES INSTALL_RPATH "\$ORIGIN")
-  install(TARGETS ultralight_primitives LIBRARY DESTINATION ${own_directory} COMPONENT tools)
+  install(TARGETS ultralight_primitives record_companion LIBRARY DESTINATION ${own_directory} COMPONENT tools)
   install(TARGETS deskreader_tool virtual-reader DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+  install(FILES ${PROJECT_BINARY_DIR}/completion/deskreader
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
+  # zsh looks here below /usr/local; below /usr Debian has another place, see Packages.cmake.
+  install(FILES ${PROJECT_BINARY_DIR}/completion/_deskreader
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions COMPONENT tools_zsh)
 endif()

@@ -20,6 +20,8 @@ file(COPY packaging/debian/triggers DESTINATION ${debian})
 # What only a package brings: the loader's path to the library (for programs that load it by name), and
 # the licence in each package's folder.
 install(FILES ${debian}/${loader_file} DESTINATION /etc/ld.so.conf.d COMPONENT library_system EXCLUDE_FROM_ALL)
+install(FILES ${PROJECT_BINARY_DIR}/completion/_deskreader DESTINATION share/zsh/vendor-completions
+  COMPONENT tools_system EXCLUDE_FROM_ALL)
 foreach(entry IN LISTS packages)
   string(REPLACE ":" ";" entry ${entry})
   list(GET entry 0 part)

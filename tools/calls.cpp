@@ -5,6 +5,7 @@
 #include <array>
 
 #include "errors.h"
+#include "waiting.h"
 
 namespace desk_tool {
 namespace {
@@ -45,6 +46,7 @@ PoweredCard power_on(int slot, int timeout_s) {
     std::array<char, 512> atr{};
     int length = 0;
     int kind = 0;
+    const Waiting waiting(timeout_s);
     check("RD_IcPowerOn", RD_IcPowerOn(slot, atr.size(), atr.data(), &length, &kind, timeout_s));
     return {text_of(atr.data(), length), kind == 1};
 }

@@ -1,17 +1,16 @@
 // atr, apdu, monitor: the card in the reader.
 #include <deskreader.h>
 
-#include <atomic>
 #include <chrono>
-#include <csignal>
 #include <thread>
 
 #include <fmt/core.h>
-#include <pthread.h>
 
 #include "calls.h"
 #include "commands.h"
+#include "connection.h"
 #include "text.h"
+#include "waiting.h"
 
 namespace desk_tool {
 namespace {
@@ -38,34 +37,6 @@ class CardInUse {
     PoweredCard card_;
 };
 
-// Waits for Ctrl-C on a thread of its own, and then cancels every wait until it is told to end.
-class Interruption {
-  public:
-    Interruption() {
-        sigemptyset(&signals_);
-        sigaddset(&signals_, SIGINT);
-        sigaddset(&signals_, SIGTERM);
-        pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
-        thread_ = std::jthread([this](const std::stop_token& stop) { watch(stop); });
-    }
-
-    bool requested() const { return requested_; }
-
-  private:
-    void watch(const std::stop_token& stop) {
-        constexpr timespec slice{0, 50'000'000};
-        while (!stop.stop_requested()) {
-            if (sigtimedwait(&signals_, nullptr, &slice) > 0) requested_ = true;
-            // A wait that begins just now would take back an earlier cancel.
-            if (requested_) RD_CancelWait();
-        }
-    }
-
-    sigset_t signals_{};
-    std::atomic<bool> requested_{false};
-    std::jthread thread_;
-};
-
 void report(const PoweredCard& card, Output& output) {
     cJSON* object = cJSON_CreateObject();
     cJSON_AddStringToObject(object, "kind", kind_name(card));
@@ -74,9 +45,9 @@ void report(const PoweredCard& card, Output& output) {
 }
 
 // Until the card no longer answers.
-void wait_until_gone(const PoweredCard& card, const Interruption& interruption) {
+void wait_until_gone(const PoweredCard& card) {
     try {
-        while (!interruption.requested()) {
+        while (!interrupted()) {
             power_on(slot_of(card), 1);
             std::this_thread::sleep_for(std::chrono::milliseconds(300));
         }
@@ -114,18 +85,16 @@ void run_apdu(const Options& options, Output& output) {
 }
 
 void run_monitor(const Options& options, Output& output) {
-    const Interruption interruption;
     const Connection connection(options.link);
     output.line("waiting for cards, Ctrl-C ends");
-    for (int seen = 0;
-         !interruption.requested() && (options.card_count == 0 || seen < options.card_count);
+    for (int seen = 0; !interrupted() && (options.card_count == 0 || seen < options.card_count);
          ++seen) {
         try {
             const PoweredCard card = power_on(options.slot_number(), 0);
             report(card, output);
-            if (seen + 1 != options.card_count) wait_until_gone(card, interruption);
+            if (seen + 1 != options.card_count) wait_until_gone(card);
         } catch (const ReaderError&) {
-            if (!interruption.requested()) throw;
+            if (!interrupted()) throw;
         }
     }
     output.line("done");

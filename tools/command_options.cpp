@@ -68,6 +68,7 @@ void add_serial_number(CLI::App& command, Options& options) {
         .add_option("--set", options.new_serial_number,
                     "Write this one first, at most 32 characters")
         ->check([](const std::string& text) {
+            if (text.empty()) return "expected 1 to 32 characters";
             return text.size() <= 32 ? "" : "longer than 32 characters";
         });
 }
@@ -107,7 +108,8 @@ void add_track_texts(CLI::App& command, Options& options) {
 }
 
 void add_photo(CLI::App& command, Options& options) {
-    command.add_option("--photo", options.photo, "Write the photo to this file, a BMP");
+    command.add_option("--photo", options.photo, "Write the photo to this file, a BMP")
+        ->type_name("FILE");
 }
 
 void add_classic_dump(CLI::App& command, Options& options) {
@@ -161,6 +163,34 @@ void add_ultralight_write(CLI::App& command, Options& options) {
 
 void add_ultralight_verify(CLI::App& command, Options& options) {
     add_ultralight_key(command, options, true);
+}
+
+void add_stress(CLI::App& command, Options& options) {
+    add_slot(command, options);
+    command.add_option("--what", options.work, "info (default), sn, beep, atr or apdu")
+        ->check(CLI::IsMember({"info", "sn", "beep", "atr", "apdu"}));
+    command.add_option("--count", options.repetitions, "End after so many")
+        ->check(CLI::Range(1, 1000000000));
+    command.add_option("--for", options.duration_s, "End after so many seconds")
+        ->check(CLI::Range(1, 1000000));
+    command.add_option("apdu", options.apdus, "With --what apdu: what to send, in hexadecimal");
+}
+
+void add_record(CLI::App& command, Options& options) {
+    command.add_flag("--unmasked", options.unmasked,
+                     "Write down everything, with card numbers, tracks, PINs and identity text");
+    command.add_option("file", options.recording, "The recording to write")
+        ->required()
+        ->type_name("FILE");
+    command.add_option("command", options.host, "Behind --, the host to run and its arguments")
+        ->required()
+        ->type_name("COMMAND");
+}
+
+void add_completion(CLI::App& command, Options& options) {
+    command.add_option("shell", options.shell, "bash or zsh")
+        ->required()
+        ->check(CLI::IsMember({"bash", "zsh"}));
 }
 
 }  // namespace desk_tool

@@ -22,6 +22,9 @@ void add_classic_change(CLI::App& command, Options& options);
 void add_ultralight_read(CLI::App& command, Options& options);
 void add_ultralight_write(CLI::App& command, Options& options);
 void add_ultralight_verify(CLI::App& command, Options& options);
+void add_stress(CLI::App& command, Options& options);
+void add_record(CLI::App& command, Options& options);
+void add_completion(CLI::App& command, Options& options);
 void add_decode(CLI::App& command, Options& options);
 void add_log(CLI::App& command, Options& options);
 

@@ -8,8 +8,8 @@
 
 #include <CLI/CLI.hpp>
 
-#include "connection.h"
 #include "explain_options.h"
+#include "link.h"
 #include "output.h"
 
 namespace desk_tool {
@@ -48,6 +48,21 @@ struct Options {
     int change = 0;
     bool system = false;  // write also what is no plain data
 
+    // Of stress. Neither count nor time: until it is told to stop.
+    std::string work = "info";
+    int repetitions = 0;
+    int duration_s = 0;
+
+    // Of recordings.
+    std::string recording;
+    bool unmasked = false;
+    std::vector<std::string> host;  // a command with its arguments
+
+    // Of help and completion: words behind the command, and what they are about.
+    std::vector<std::string> topic;
+    std::string shell;
+    const CLI::App* app = nullptr;
+
     ExplainOptions explain;
 
     int slot_number() const { return slot == "contact" ? 0 : slot == "contactless" ? 1 : 2; }
@@ -56,10 +71,13 @@ struct Options {
 struct Command {
     const char* name;  // behind its groups, as in "track read"
     const char* help;
+    const char* examples;  // a line each, without the tool's name; null: its options tell
     void (*add_options)(CLI::App& command, Options& options);  // null: it has none of its own
     void (*run)(const Options& options, Output& output);
     // The card of the virtual reader's own deck that the command is for; null: what is in it.
     const char* virtual_card = nullptr;
+    // Whether Ctrl-C is its own matter: it calls no reader itself.
+    bool leaves_signals = false;
 };
 
 void run_info(const Options& options, Output& output);
@@ -87,6 +105,11 @@ void run_classic_value_decrease(const Options& options, Output& output);
 void run_ultralight_read(const Options& options, Output& output);
 void run_ultralight_write(const Options& options, Output& output);
 void run_ultralight_verify(const Options& options, Output& output);
+void run_doctor(const Options& options, Output& output);
+void run_stress(const Options& options, Output& output);
+void run_record(const Options& options, Output& output);
+void run_help(const Options& options, Output& output);
+void run_completion(const Options& options, Output& output);
 void run_tour(const Options& options, Output& output);
 void run_decode(const Options& options, Output& output);
 void run_log(const Options& options, Output& output);

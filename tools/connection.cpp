@@ -9,34 +9,47 @@ namespace {
 
 constexpr int usb = 0;
 constexpr int named_port = 15;  // the library's last port name is the tool's
-constexpr std::size_t max_device_name = 63;
 
-// A serial device by its name, with or without the directory.
-std::string device_path(const std::string& name) {
-    std::string path = name.find('/') == std::string::npos ? "/dev/" + name : name;
-    if (path.size() > max_device_name)
-        throw ToolError("the device name is longer than 63 characters: " + path);
-    return path;
+// What to put into the virtual reader: a chosen card, or with the built-in deck what the command is
+// for.
+std::string card_for(const LinkOptions& options, const Link& link) {
+    if (!options.card.empty()) return options.card;
+    return link.place.empty() && options.default_card != nullptr ? options.default_card : "";
 }
 
 }  // namespace
 
-Connection::Connection(const LinkOptions& options) {
-    if (options.use_virtual) virtual_.emplace(options.deck);
-    if (virtual_ && !options.card.empty()) virtual_->insert(options.card);
-    const std::string device = virtual_ ? virtual_->device() : options.port;
-    name_ = device.empty() ? "USB" : device_path(device);
-    if (!device.empty()) GSetComName(named_port, name_.c_str());
-    check("RD_Open", RD_Open(device.empty() ? usb : named_port, options.baud, 0));
+Connection::Connection(const LinkOptions& options) : report_(options.replay_report) {
+    const Link link = options.chosen();
+    is_replay_ = link.kind == LinkKind::replay;
+    if (link.kind == LinkKind::virtual_reader) {
+        virtual_.emplace(link.place.empty() ? VirtualProcess::Arguments{}
+                                            : VirtualProcess::Arguments{"--deck", link.place});
+        if (const std::string card = card_for(options, link); !card.empty()) virtual_->insert(card);
+    } else if (!options.card.empty()) {
+        throw MisuseError("--card is for virtual readers");
+    }
+    if (is_replay_) virtual_.emplace(VirtualProcess::Arguments{"--replay", link.place});
+    if (link.kind != LinkKind::usb) name_ = virtual_ ? virtual_->device() : link.place;
+    open(options.baud);
+}
+
+void Connection::open(int baud) const {
+    const bool on_usb = name_ == "USB";
+    if (!on_usb) GSetComName(named_port, name_.c_str());
+    check("RD_Open", RD_Open(on_usb ? usb : named_port, baud, 0));
 }
 
 VirtualProcess& Connection::virtual_reader() {
-    if (!virtual_) throw ToolError("only the cards of a virtual reader can be moved");
+    if (!virtual_ || is_replay_) throw ToolError("only the cards of a virtual reader can be moved");
     return *virtual_;
 }
 
 Connection::~Connection() {
     RD_Close();
+    if (!is_replay_ || report_ == nullptr) return;
+    report_->words = virtual_->end();
+    report_->strayed = !report_->words.empty();
 }
 
 }  // namespace desk_tool

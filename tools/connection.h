@@ -4,22 +4,14 @@
 #include <optional>
 #include <string>
 
+#include "link.h"
 #include "virtual_process.h"
 
 namespace desk_tool {
 
-struct LinkOptions {
-    bool use_usb = false;  // which is also what is used when nothing is named
-    std::string port;      // serial device
-    int baud = 9600;
-    bool use_virtual = false;
-    std::string deck;  // of the virtual reader; empty for its built-in one
-    std::string card;  // of the deck, to put into the reader; empty for what is in it
-};
-
 class Connection {
   public:
-    // Throws ReaderError when the reader cannot be opened.
+    // Throws ReaderError when the reader cannot be opened, MisuseError for a link that is none.
     explicit Connection(const LinkOptions& options);
     ~Connection();
     Connection(const Connection&) = delete;
@@ -32,8 +24,12 @@ class Connection {
     VirtualProcess& virtual_reader();
 
   private:
+    void open(int baud) const;
+
     std::optional<VirtualProcess> virtual_;
-    std::string name_;
+    bool is_replay_ = false;
+    ReplayReport* report_;
+    std::string name_ = "USB";
 };
 
 }  // namespace desk_tool

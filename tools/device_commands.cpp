@@ -1,6 +1,7 @@
 // info, beep, reset, sn: the reader itself.
 #include "calls.h"
 #include "commands.h"
+#include "connection.h"
 
 namespace desk_tool {
 

@@ -24,6 +24,11 @@ class ToolError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// The command line, or what stands for it, makes no sense.
+class MisuseError : public ToolError {
+    using ToolError::ToolError;
+};
+
 // A short English name of an API number or an internal one, "error" for one without.
 std::string name_of(int number);
 

@@ -96,7 +96,9 @@ void add_decode(CLI::App& command, Options& options) {
 }
 
 void add_log(CLI::App& command, Options& options) {
-    command.add_option("file", options.explain.file, "The log, - for standard input")->required();
+    command.add_option("file", options.explain.file, "The log, - for standard input")
+        ->required()
+        ->type_name("FILE");
     command.add_flag("--timeline", options.explain.timeline,
                      "One line for a command and its answer");
     command.add_flag("--unmasked", options.explain.unmasked,

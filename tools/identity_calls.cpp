@@ -9,6 +9,7 @@
 
 #include "errors.h"
 #include "text.h"
+#include "waiting.h"
 
 namespace desk_tool {
 namespace {
@@ -62,6 +63,7 @@ std::string content_of(const std::filesystem::path& path) {
 IdentityRecord read_identity(int timeout_s) {
     std::array<char, record_room> text{};
     int length = 0;
+    const Waiting waiting(timeout_s, "an identity card");
     check("RD_ReadIdInfo_Pic", RD_ReadIdInfo_Pic(nullptr, 0, text.data(), &length, timeout_s));
     return record_of(text.data());
 }
@@ -71,6 +73,7 @@ IdentityRecord read_identity_with_photo(int timeout_s) {
     const std::filesystem::path photo = directory / "photo.bmp";
     std::array<char, record_room> text{};
     int length = 0;
+    const Waiting waiting(timeout_s, "an identity card");
     const int result = RD_ReadIdInfo(photo.c_str(), 0, text.data(), &length, nullptr, 0, nullptr,
                                      nullptr, timeout_s);
     if (result != no_photo) check("RD_ReadIdInfo", result);

@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "commands.h"
+#include "connection.h"
 #include "identity_calls.h"
 #include "photo.h"
 #include "text.h"

@@ -3,68 +3,20 @@
 #include <algorithm>
 #include <clocale>
 #include <exception>
+#include <iostream>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "command_options.h"
-#include "commands.h"
+#include "command_table.h"
+#include "errors.h"
+#include "exit_status.h"
+#include "help.h"
+#include "waiting.h"
 
 namespace {
 
 using namespace desk_tool;
-
-enum ExitStatus { succeeded = 0, failed = 1, misused = 2 };
-
-constexpr Command commands[] = {
-    {"info", "Show the reader's information and serial number", nullptr, run_info},
-    {"beep", "Sound the beeper", add_beep, run_beep},
-    {"reset", "Reset the reader", nullptr, run_reset},
-    {"sn", "Read the serial number, or write it", add_serial_number, run_serial_number},
-    {"atr", "Wait for a card and show its answer to reset", add_slot, run_atr},
-    {"apdu", "Wait for a card and exchange commands with it", add_apdus, run_apdu},
-    {"monitor", "Show cards as they come, until Ctrl-C", add_monitor, run_monitor},
-    {"card", "Show what a payment card tells everybody", add_slot, run_card, "bank"},
-    {"pay", "Pay with a card, through the issuer's host that goes with the virtual cards",
-     add_payment, run_pay, "bank"},
-    {"logs", "Show the payments and loads that a payment card keeps", add_slot, run_logs, "bank"},
-    {"ssc", "Show a social security card", add_slot, run_social_security, "citizen"},
-    {"track read", "Read tracks", add_tracks, run_track_read, "loyalty"},
-    {"track write", "Write tracks 2 and 3", add_track_texts, run_track_write, "loyalty"},
-    {"track number", "Read the card number", add_tracks, run_track_number, "loyalty"},
-    {"id", "Show an identity card", add_photo, run_identity, "resident"},
-    {"m1 dump", "Read all sectors that the keys open", add_classic_dump, run_classic_dump,
-     "locker"},
-    {"m1 read", "Read a block", add_block, run_classic_read, "locker"},
-    {"m1 write", "Write a block", add_classic_write, run_classic_write, "locker"},
-    {"m1 value read", "Read a value", add_block, run_classic_value_read, "locker"},
-    {"m1 value write", "Make a block a value block", add_classic_value, run_classic_value_write,
-     "locker"},
-    {"m1 value increase", "Add to a value", add_classic_change, run_classic_value_increase,
-     "locker"},
-    {"m1 value decrease", "Subtract from a value", add_classic_change, run_classic_value_decrease,
-     "locker"},
-    {"m0 read", "Read pages", add_ultralight_read, run_ultralight_read, "ticket"},
-    {"m0 write", "Write a page", add_ultralight_write, run_ultralight_write, "ticket"},
-    {"m0 verify", "Authenticate with the card's key", add_ultralight_verify, run_ultralight_verify,
-     "ticket"},
-    {"tour", "Go through a session step by step, against the built-in virtual cards", nullptr,
-     run_tour},
-    {"decode", "Explain data objects, an ATR, an APDU or a frame, given in hexadecimal", add_decode,
-     run_decode},
-    {"log", "Explain a log of the library", add_log, run_log},
-};
-
-struct Group {
-    const char* name;
-    const char* help;
-};
-
-constexpr Group groups[] = {
-    {"track", "Magnetic stripes: read, write, number"},
-    {"m1", "MIFARE Classic cards: dump, read, write, value"},
-    {"m1 value", "Value blocks: read, write, increase, decrease"},
-    {"m0", "MIFARE Ultralight C cards: read, write, verify"},
-};
 
 // The group of a name, which is added when its first command is.
 CLI::App& group_of(CLI::App& app, const std::string& name) {
@@ -76,7 +28,7 @@ CLI::App& group_of(CLI::App& app, const std::string& name) {
     const auto known =
         above.get_subcommands([&](const CLI::App* one) { return one->get_name() == own; });
     if (!known.empty()) return *known.front();
-    const auto* group = std::ranges::find(groups, path, &Group::name);
+    const auto group = std::ranges::find(all_groups(), path, &Group::name);
     CLI::App* added = above.add_subcommand(own, group->help);
     added->require_subcommand(1);
     return *added;
@@ -86,75 +38,139 @@ CLI::App* add_command(CLI::App& app, const Command& command, Options& options) {
     const std::string name = command.name;
     CLI::App* added =
         group_of(app, name).add_subcommand(name.substr(name.rfind(' ') + 1), command.help);
+    if (command.examples != nullptr) added->footer(examples_of(command));
     if (command.add_options != nullptr) command.add_options(*added, options);
     return added;
 }
 
-void add_global_options(CLI::App& app, Options& options, CLI::Option*& virtual_option) {
-    auto* usb = app.add_flag("--usb", options.link.use_usb, "Use the USB reader (the default)");
-    auto* port = app.add_option("--port", options.link.port,
-                                "Use the reader on a serial device, for example ttyS1");
-    app.add_option("--baud", options.link.baud, "Rate of the serial device (9600)")
+// How links were named before they had schemes, and still may be.
+struct ShortForms {
+    bool usb = false;
+    std::string port;
+    std::string deck;
+    CLI::Option* port_option = nullptr;
+    CLI::Option* virtual_option = nullptr;
+
+    // Empty if none was used.
+    std::string link() const {
+        if (usb) return "hid:";
+        if (port_option->count() > 0) return "serial:" + port;
+        return virtual_option->count() > 0 ? "virtual:" + deck : "";
+    }
+};
+
+std::string complaint_about_link(const std::string& text) {
+    try {
+        link_from(text);
+        return "";
+    } catch (const MisuseError& error) {
+        return error.what();
+    }
+}
+
+void add_links(CLI::App& app, LinkOptions& link, ShortForms& forms) {
+    auto* named = app.add_option("--link", link.link,
+                                 "Which reader: hid:, serial:ttyS1, virtual:[DECK], replay:FILE "
+                                 "(DESKREADER_LINK, else hid:)")
+                      ->type_name("LINK")
+                      ->check(CLI::Validator(complaint_about_link, ""));
+    auto* usb = app.add_flag("--usb", forms.usb, "Short for --link hid:");
+    forms.port_option = app.add_option("--port", forms.port, "Short for --link serial:...");
+    forms.port_option->type_name("DEVICE");
+    forms.virtual_option =
+        app.add_option("--virtual", forms.deck, "Short for --link virtual:...")->expected(0, 1);
+    forms.virtual_option->type_name("FILE");
+    for (CLI::Option* form : {usb, forms.port_option, forms.virtual_option})
+        form->excludes(named);
+    forms.port_option->excludes(usb);
+    forms.virtual_option->excludes(usb)->excludes(forms.port_option);
+    app.add_option("--card", link.card, "Put this card of the deck into the virtual reader");
+    app.add_option("--baud", link.baud, "Rate of the serial device (9600)")
         ->check(CLI::Range(1200, 115200));
+}
+
+void add_global_options(CLI::App& app, Options& options, ShortForms& forms) {
+    add_links(app, options.link, forms);
     app.add_option("--timeout", options.timeout_s,
                    "Seconds to wait for a card (10), 0 waits without end")
         ->check(CLI::Range(0, 1000000));
-    virtual_option = app.add_option("--virtual", options.link.deck,
-                                    "Start a virtual reader, with a deck or its own cards")
-                         ->expected(0, 1);
-    app.add_option("--card", options.link.card, "Put this card of the deck into the virtual reader")
-        ->needs(virtual_option);
     app.add_flag("--json", options.json, "Print one JSON object");
-    port->excludes(usb);
-    virtual_option->excludes(usb)->excludes(port);
 }
 
-int run(const Command& command, const Options& options) {
-    Output output(options.json);
-    int status = succeeded;
+int attempt(const Command& command, const Options& options, Output& output) {
     try {
         command.run(options, output);
+        return output.status();
     } catch (const ReaderError& error) {
         output.failure(error);
-        status = failed;
+    } catch (const MisuseError& error) {
+        output.failure(error.what());
+        return misused;
     } catch (const std::exception& error) {
         output.failure(error.what());
-        status = failed;
     }
+    return interrupted() ? interrupted_waiting : failed;
+}
+
+int run(const Command& command, Options& options) {
+    std::optional<Interruption> interruption;
+    if (!command.leaves_signals) interruption.emplace();
+    Output output(options.json);
+    ReplayReport report;
+    options.link.replay_report = &report;
+    options.link.default_card = command.virtual_card;
+    int status = attempt(command, options, output);
+    if (report.strayed) output.strays(report.words);
+    if (report.strayed && status == succeeded) status = strayed;
     return output.finish() ? status : failed;
 }
 
-// What the command needs in the virtual reader, when nobody chose a deck or a card.
-void choose_card(const Command& command, Options& options) {
-    const bool chosen = !options.link.deck.empty() || !options.link.card.empty();
-    if (options.link.use_virtual && !chosen && command.virtual_card != nullptr)
-        options.link.card = command.virtual_card;
+int explain(const CLI::App& app, const CLI::ParseError& error) {
+    const bool wrong = app.exit(error) != 0;
+    if (!(std::cout << std::flush)) {
+        std::cerr << "deskreader: the output could not be written\n";
+        return failed;
+    }
+    return wrong ? misused : succeeded;
+}
+
+// The words behind "help" are no commands to run. Empty for all other command lines.
+std::vector<std::string> take_topic(std::vector<std::string>& words) {
+    const auto help =
+        std::ranges::find_if(words, [](const std::string& word) { return word != "--json"; });
+    if (help == words.end() || *help != "help") return {};
+    const auto is_word = [](const std::string& word) { return !word.starts_with('-'); };
+    const auto end = std::find_if_not(help + 1, words.end(), is_word);
+    const std::vector<std::string> topic(help + 1, end);
+    words.erase(help + 1, end);
+    return topic;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
     std::setlocale(LC_ALL, "");
-    CLI::App app{
-        "The card reader on the command line.\n"
-        "Exit status: 0 done, 1 failed, 2 wrong use. Monitoring that is interrupted is done."};
+    CLI::App app{"The card reader on the command line.", "deskreader"};
     app.require_subcommand(1);
     app.fallthrough();
+    app.footer(closing_words());
     Options options;
-    CLI::Option* virtual_option = nullptr;
-    add_global_options(app, options, virtual_option);
+    options.app = &app;
+    ShortForms forms;
+    add_global_options(app, options, forms);
     std::vector<CLI::App*> added;
-    for (const Command& command : commands)
+    for (const Command& command : all_commands())
         added.push_back(add_command(app, command, options));
+    std::vector<std::string> words(argv + 1, argv + argc);
+    options.topic = take_topic(words);
+    std::ranges::reverse(words);  // as it is wanted there
     try {
-        app.parse(argc, argv);
+        app.parse(words);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? succeeded : misused;
+        return explain(app, error);
     }
-    options.link.use_virtual = virtual_option->count() > 0;
     const auto given = std::ranges::find_if(added, &CLI::App::parsed);
     if (given == added.end()) return misused;
-    const Command& command = commands[given - added.begin()];
-    choose_card(command, options);
-    return run(command, options);
+    if (const std::string link = forms.link(); !link.empty()) options.link.link = link;
+    return run(all_commands()[static_cast<std::size_t>(given - added.begin())], options);
 }

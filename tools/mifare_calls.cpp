@@ -5,6 +5,7 @@
 #include <array>
 
 #include "errors.h"
+#include "waiting.h"
 
 namespace desk_tool {
 namespace {
@@ -84,6 +85,7 @@ ClassicCard::~ClassicCard() {
 void ClassicCard::activate(int timeout_s) {
     Uid uid{};
     int length = 0;
+    const Waiting waiting(timeout_s);
     check("RD_M1Powerup", RD_M1Powerup(uid_room, uid.data(), &length, timeout_s));
     uid_ = uid.data();
     lost_ = false;
@@ -139,6 +141,7 @@ void ClassicCard::decrease(int block, unsigned amount) {
 UltralightCard::UltralightCard(int timeout_s) {
     Uid uid{};
     int length = 0;
+    const Waiting waiting(timeout_s);
     check("RD_M0PowerOn", RD_M0PowerOn(uid_room, uid.data(), &length, timeout_s));
     uid_ = uid.data();
 }

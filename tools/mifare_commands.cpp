@@ -5,8 +5,11 @@
 
 #include "calls.h"
 #include "commands.h"
+#include "connection.h"
+#include "live_line.h"
 #include "mifare_calls.h"
 #include "text.h"
+#include "waiting.h"
 
 namespace desk_tool {
 namespace {
@@ -124,6 +127,8 @@ void run_classic_dump(const Options& options, Output& output) {
     std::optional<ReaderError> failure;
     int opened = 0;
     for (int sector = first; sector <= last; ++sector) {
+        if (interrupted()) throw ToolError(fmt::format("interrupted before sector {}", sector));
+        live_line::show(fmt::format("sector {} of {}", sector, last));
         try {
             dump_sector(card, sector, options, output);
             ++opened;
@@ -131,6 +136,7 @@ void run_classic_dump(const Options& options, Output& output) {
             failure = error;
         }
     }
+    live_line::clear();
     if (opened == 0 && failure) throw ReaderError(*failure);
 }
 

@@ -4,13 +4,24 @@
 
 #include <fmt/core.h>
 
+#include "live_line.h"
+
 namespace desk_tool {
+
+namespace {
+
+void print(const std::string& text) {
+    live_line::clear();
+    std::fputs(text.c_str(), stdout);
+}
+
+}  // namespace
 
 void Output::field(const char* key, const char* label, const std::string& value) {
     if (json_) {
         cJSON_AddStringToObject(root_.get(), key, value.c_str());
     } else {
-        fmt::print("{:<16}{}\n", label, to_terminal(value));
+        print(fmt::format("{:<16}{}\n", label, to_terminal(value)));
     }
 }
 
@@ -18,7 +29,15 @@ void Output::field(const char* key, const char* label, int value) {
     if (json_) {
         cJSON_AddNumberToObject(root_.get(), key, value);
     } else {
-        fmt::print("{:<16}{}\n", label, value);
+        print(fmt::format("{:<16}{}\n", label, value));
+    }
+}
+
+void Output::milliseconds(const char* key, const char* label, double value) {
+    if (json_) {
+        cJSON_AddNumberToObject(root_.get(), key, value);
+    } else {
+        print(fmt::format("{:<16}{:.2f} ms\n", label, value));
     }
 }
 
@@ -26,7 +45,7 @@ void Output::none(const char* key, const char* label, const std::string& why) {
     if (json_) {
         cJSON_AddNullToObject(root_.get(), key);
     } else {
-        fmt::print("{:<16}({})\n", label, why);
+        print(fmt::format("{:<16}({})\n", label, why));
     }
 }
 
@@ -39,11 +58,32 @@ void Output::row(const char* key, cJSON* object, const std::string& text) {
 
 void Output::line(const std::string& text) const {
     if (json_) return;
-    fmt::print("{}\n", to_terminal(text));
+    print(to_terminal(text) + "\n");
     std::fflush(stdout);
 }
 
+void Output::text(const char* key, const std::string& text) {
+    if (json_) {
+        cJSON_AddStringToObject(root_.get(), key, text.c_str());
+    } else {
+        print(to_terminal(text));
+    }
+}
+
+void Output::strays(const std::vector<std::string>& words) {
+    live_line::clear();
+    cJSON* list = json_ ? cJSON_AddArrayToObject(root_.get(), "strays") : nullptr;
+    for (const std::string& line : words) {
+        if (json_) {
+            cJSON_AddItemToArray(list, cJSON_CreateString(line.c_str()));
+        } else {
+            fmt::print(stderr, "deskreader: replay: {}\n", line);
+        }
+    }
+}
+
 void Output::failure(const ReaderError& error) {
+    live_line::clear();
     const std::string message = message_of(error.number());
     if (json_) {
         cJSON* object = cJSON_AddObjectToObject(root_.get(), "error");
@@ -58,6 +98,7 @@ void Output::failure(const ReaderError& error) {
 }
 
 void Output::failure(const std::string& text) {
+    live_line::clear();
     if (json_) {
         cJSON_AddStringToObject(cJSON_AddObjectToObject(root_.get(), "error"), "message",
                                 text.c_str());

@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <cJSON.h>
 
@@ -20,6 +21,9 @@ class Output {
     void field(const char* key, const char* label, const std::string& value);
     void field(const char* key, const char* label, int value);
 
+    // A time: "1.25 ms", or a number.
+    void milliseconds(const char* key, const char* label, double value);
+
     // A field without a value, null for programs: people read why.
     void none(const char* key, const char* label, const std::string& why);
 
@@ -29,6 +33,16 @@ class Output {
     // A line for people alone.
     void line(const std::string& text) const;
 
+    // Text that stands for itself, line by line, as a table or a script does.
+    void text(const char* key, const std::string& text);
+
+    // What a replay found that the host did otherwise.
+    void strays(const std::vector<std::string>& words);
+
+    // How the tool is to end if nothing fails.
+    void end_with(int status) { status_ = status; }
+    int status() const { return status_; }
+
     void failure(const ReaderError& error);
     void failure(const std::string& text);
 
@@ -37,6 +51,7 @@ class Output {
 
   private:
     bool json_;
+    int status_ = 0;
     std::unique_ptr<cJSON, decltype(&cJSON_Delete)> root_;
 };
 

@@ -7,6 +7,7 @@
 
 #include "calls.h"
 #include "errors.h"
+#include "waiting.h"
 
 namespace desk_tool {
 namespace {
@@ -54,6 +55,7 @@ std::string value_of(const std::vector<CardField>& fields, char letter) {
 
 std::vector<CardField> card_information(int slot, const char* letters, int timeout_s) {
     std::array<char, information_room> out{};
+    const Waiting waiting(timeout_s);
     check("RD_ICGetInfo", RD_ICGetInfo(slot, letters, 0, out.data(), timeout_s));
     return fields_of(out.data());
 }
@@ -62,6 +64,7 @@ AuthorisationRequest request_authorisation(int slot, const std::string& transact
                                            int timeout_s) {
     std::array<char, request_room + 1> out{};
     int kind = 0;
+    const Waiting waiting(timeout_s);
     check("RD_ICGenARQC",
           RD_ICGenARQC(slot, transaction.c_str(), request_room, out.data(), &kind, timeout_s));
     return {out.data(), kind};
@@ -80,6 +83,7 @@ std::vector<std::vector<CardField>> log_entries(CardLog log, int slot, int timeo
     constexpr std::size_t header = 5;
     const bool transactions = log == CardLog::transactions;
     std::array<char, log_room> out{};
+    const Waiting waiting(timeout_s);
     const int result = transactions ? RD_ICGetDetail(slot, 0, out.data(), timeout_s)
                                     : RD_ICGetCircllog(slot, 0, out.data(), timeout_s);
     if (result == (transactions ? no_transaction_log : no_load_log)) return {};
@@ -95,7 +99,10 @@ std::vector<std::vector<CardField>> log_entries(CardLog log, int slot, int timeo
 
 std::vector<std::string> social_security_elements(int slot, int timeout_s) {
     std::array<char, elements_room> out{};
-    check("RD_SSCReadInfo", RD_SSCReadInfo(slot, out.data(), timeout_s));
+    {
+        const Waiting waiting(timeout_s);
+        check("RD_SSCReadInfo", RD_SSCReadInfo(slot, out.data(), timeout_s));
+    }
     power_off(slot);  // it is left powered
     std::vector<std::string> elements(1);
     for (const char c : std::string_view(out.data())) {

@@ -2,6 +2,7 @@
 #include <iterator>
 
 #include "commands.h"
+#include "connection.h"
 #include "payment_calls.h"
 #include "payment_text.h"
 #include "purchase.h"

@@ -10,6 +10,7 @@
 
 #include "calls.h"
 #include "commands.h"
+#include "connection.h"
 #include "identity_calls.h"
 #include "mifare_calls.h"
 #include "payment_calls.h"

@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "commands.h"
+#include "connection.h"
 #include "track_calls.h"
 
 namespace desk_tool {

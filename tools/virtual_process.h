@@ -2,17 +2,22 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include <sys/types.h>
+
+#include "descriptor.h"
 
 namespace desk_tool {
 
 class VirtualProcess {
   public:
-    // Starts virtual-reader with a deck, or with its built-in one. Throws ToolError with the
-    // program's own words when it does not come up.
-    explicit VirtualProcess(const std::string& deck);
-    ~VirtualProcess();
+    using Arguments = std::vector<std::string>;
+
+    // Starts virtual-reader. Throws ToolError with the program's own words when it does not come
+    // up; nothing of it is left then.
+    explicit VirtualProcess(const Arguments& arguments);
+    ~VirtualProcess() { end(); }
     VirtualProcess(const VirtualProcess&) = delete;
     VirtualProcess& operator=(const VirtualProcess&) = delete;
 
@@ -24,14 +29,18 @@ class VirtualProcess {
     void insert(const std::string& card) const { tell("insert " + card); }
     void remove(const std::string& card) const { tell("remove " + card); }
 
+    // Ends the program and returns what it had to say on standard error, line by line, without its
+    // name.
+    std::vector<std::string> end();
+
   private:
+    void start(const Arguments& arguments);
     void tell(const std::string& text) const;
-    void stop();
 
     pid_t child_ = -1;
-    int input_ = -1;  // its standard input: closing it ends the program
-    int output_ = -1;
-    int errors_ = -1;
+    Descriptor input_;  // its standard input: closing it ends the program
+    Descriptor output_;
+    Descriptor errors_;
     std::string device_;
 };
 

@@ -15,6 +15,7 @@
 #include "links/serial_line.h"
 #include "links/vpcd_link.h"
 #include "options.h"
+#include "replay_program.h"
 
 namespace {
 
@@ -110,6 +111,8 @@ int main(int argc, char** argv) {
     for (const int signal : {SIGINT, SIGTERM})
         std::signal(signal, [](int) { stopped = 1; });
     try {
+        if (!options->recording.empty())
+            return replay_until_input_ends(options->recording, stopped);
         const auto reader = make_reader(*options);
         const auto link = make_link(*options, *reader);
         serve(*reader, *link);

@@ -16,6 +16,10 @@ constexpr OptionRow rows[] = {
     {"--show-deck", nullptr, &Options::show_deck, "Print the built-in deck and end"},
     {"--card", "NAME", &Options::card,
      "Put this card of the deck into the reader at the beginning"},
+    {"--replay", "FILE", &Options::recording,
+     "Be the reader of a recording that \"deskreader record\" made, and say on standard error "
+     "where "
+     "the host strays from it"},
     {"--vpcd", "HOST:PORT", &Options::vpcd,
      "Instead of a pseudo-terminal: connect the card to vsmartcard's vpcd, for PC/SC programs. It "
      "is the card in slot 0, or that of --card"},
@@ -31,13 +35,15 @@ constexpr const char* examples =
     "Examples:\n"
     "  virtual-reader                              the built-in deck; open the printed device\n"
     "  virtual-reader --show-deck > my.json        a deck to begin with\n"
-    "  virtual-reader --deck my.json               your own cards\n";
+    "  virtual-reader --deck my.json               your own cards\n"
+    "  virtual-reader --replay purchase.rec        the reader of a recording\n";
 
 constexpr const char* statuses =
     "Exit status:\n"
     "  0  ended by quit, by the end of standard input or by a signal\n"
     "  1  the deck is wrong, or what was asked for cannot be had\n"
-    "  2  the command line is wrong\n";
+    "  2  the command line is wrong\n"
+    "  3  the host strayed from the recording\n";
 
 std::string closing() {
     return "Commands, a line each, on standard input:\n" + desk_commands() + "\n" + examples +

@@ -13,6 +13,7 @@ struct Options {
     std::string deck;  // file; empty: the built-in one
     bool show_deck = false;
     std::string card;
+    std::string recording;    // file to be the reader of; empty: one with cards
     std::string vpcd;         // HOST:PORT to connect to
     std::string vpcd_listen;  // HOST:PORT to listen at
 };
@@ -27,7 +28,7 @@ struct OptionRow {
 
 std::span<const OptionRow> option_rows();
 
-enum ExitStatus { ended = 0, failed = 1, misused = 2 };
+enum ExitStatus { ended = 0, failed = 1, misused = 2, strayed = 3 };
 
 // The options of a command line; none if the program has no more to do, and then `status` is what
 // it ends with. Help goes to `output`, and what is wrong to `errors`.

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include <cJSON.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pty.h>
 #include <sys/wait.h>
@@ -20,6 +21,9 @@ namespace tool_tests {
 // Where the programs were built.
 extern const char* const tool_program;
 extern const char* const virtual_reader_program;
+extern const char* const reader_library;      // libdeskreader.so.2
+extern const char* const record_companion;    // libdeskreader_record.so
+extern const char* const usb_reader_library;  // see usb_reader.cpp
 
 struct Finished {
     int status = -1;  // exit status, or 128 and the signal
@@ -40,22 +44,29 @@ inline std::string read_all(int file) {
 struct Surroundings {
     std::vector<std::pair<const char*, const char*>> variables = {{"LC_ALL", "C.UTF-8"}};
     bool terminal = false;
+    bool errors_on_terminal = false;    // standard error
+    const char* output_file = nullptr;  // standard output goes there
 };
+
+// Both ends of a pipe, or of a terminal's output.
+inline std::array<int, 2> channel(bool terminal) {
+    std::array<int, 2> ends{};
+    EXPECT_EQ(terminal ? openpty(&ends[0], &ends[1], nullptr, nullptr, nullptr) : pipe(ends.data()),
+              0);
+    return ends;
+}
 
 // A program under way.
 class Process {
   public:
     Process(const char* program, std::vector<std::string> arguments,
             const Surroundings& surroundings = {}) {
-        std::array<int, 2> input{};
-        std::array<int, 2> output{};
-        std::array<int, 2> errors{};
-        EXPECT_EQ(pipe(input.data()) + pipe(errors.data()), 0);
-        EXPECT_EQ(surroundings.terminal ? openpty(&output[0], &output[1], nullptr, nullptr, nullptr)
-                                        : pipe(output.data()),
-                  0);
+        const auto input = channel(false);
+        const auto output = channel(surroundings.terminal);
+        const auto errors = channel(surroundings.errors_on_terminal);
         child_ = fork();
         if (child_ == 0) {
+            setpgid(0, 0);
             dup2(input[0], STDIN_FILENO);
             dup2(output[1], STDOUT_FILENO);
             dup2(errors[1], STDERR_FILENO);
@@ -63,6 +74,8 @@ class Process {
                 close(ends[0]);
                 close(ends[1]);
             }
+            if (surroundings.output_file != nullptr)
+                dup2(open(surroundings.output_file, O_WRONLY), STDOUT_FILENO);
             for (const auto& [name, value] : surroundings.variables)
                 setenv(name, value, 1);
             become(program, arguments);
@@ -77,6 +90,9 @@ class Process {
 
     void signal(int number) const { kill(child_, number); }
 
+    // Also to the processes that it started, as a terminal does.
+    void signal_group(int number) const { kill(-child_, number); }
+
     // One line to its standard input, and one from its standard output.
     void write_line(const std::string& text) const {
         const std::string line = text + "\n";
@@ -87,6 +103,13 @@ class Process {
         for (char byte = 0; read(output_, &byte, 1) == 1 && byte != '\n';)
             line += byte;
         return line;
+    }
+
+    // What comes next on its standard error, at the latest when it ends.
+    std::string read_some_errors() const {
+        std::array<char, 256> bytes;
+        const ssize_t count = read(errors_, bytes.data(), bytes.size());
+        return {bytes.data(), static_cast<std::size_t>(count < 0 ? 0 : count)};
     }
 
     // Ends its input and waits for its end.
@@ -189,10 +212,13 @@ class Desk {
     Desk(const Desk&) = delete;
     Desk& operator=(const Desk&) = delete;
 
-    void insert(const std::string& card) const {
-        process_.write_line("insert " + card);
+    const std::string& device() const { return device_; }
+
+    void tell(const std::string& line) const {
+        process_.write_line(line);
         EXPECT_EQ(process_.read_line(), "ok");
     }
+    void insert(const std::string& card) const { tell("insert " + card); }
 
     Finished run(std::vector<std::string> arguments) const {
         arguments.insert(arguments.begin(), {"--port", device_});

@@ -2,13 +2,13 @@
 
 #include <array>
 #include <cerrno>
-#include <system_error>
 
 #include <fcntl.h>
 #include <poll.h>
-#include <stdlib.h>
 #include <termios.h>
 #include <unistd.h>
+
+#include "links/pseudo_terminal.h"
 
 namespace virtual_reader {
 namespace {
@@ -48,13 +48,9 @@ SerialLine::~SerialLine() {
 }
 
 void SerialLine::open_line() {
-    std::array<char, 128> name{};
-    master_ = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
-    if (master_ < 0 || grantpt(master_) != 0 || unlockpt(master_) != 0 ||
-        ptsname_r(master_, name.data(), name.size()) != 0) {
-        throw std::system_error(errno, std::generic_category(), "pseudo-terminal");
-    }
-    device_ = name.data();
+    PseudoTerminal terminal = open_pseudo_terminal();
+    master_ = terminal.master;
+    device_ = std::move(terminal.device);
 }
 
 void SerialLine::close_line() {
