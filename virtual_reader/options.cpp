@@ -14,6 +14,8 @@ constexpr OptionRow rows[] = {
     {"--deck", "FILE", &Options::deck,
      "JSON file with the reader's settings and cards; one is built in"},
     {"--show-deck", nullptr, &Options::show_deck, "Print the built-in deck and end"},
+    {"--true-timing", nullptr, &Options::true_timing,
+     "Take the time that bytes take on a real line: ten bits a byte at the reader's rate"},
 };
 
 constexpr const char* about =

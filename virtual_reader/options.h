@@ -12,6 +12,7 @@ namespace virtual_reader {
 struct Options {
     std::string deck;  // file; empty: the built-in one
     bool show_deck = false;
+    bool true_timing = false;
 };
 
 // A row of --help, and of the manual.

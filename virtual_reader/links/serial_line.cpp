@@ -39,7 +39,7 @@ int rate_of(speed_t speed) {
 
 }  // namespace
 
-SerialLine::SerialLine() {
+SerialLine::SerialLine(Timing timing, Now now) : timing_(timing), now_(std::move(now)) {
     open_line();
 }
 
@@ -99,7 +99,7 @@ bool SerialLine::serve(Reader& reader) {
     const Bytes late = reader.take_late_serial();
     // What nobody is there to hear is lost.
     if (host_is_there) {
-        put(reader, late);
+        put(reader, late, reader.baud());
     } else {
         output_.clear();
     }
@@ -122,17 +122,28 @@ bool SerialLine::take_request(Reader& reader, int rate_before, bool host_is_ther
     return host_is_there;
 }
 
-void SerialLine::put(Reader& reader, Bytes answer) {
+Time SerialLine::on_the_wire(std::size_t bytes, int rate) const {
+    return timing_ == Timing::true_to_wire ? serial_time(bytes, rate) : Time(0);
+}
+
+std::optional<Time> SerialLine::next_output_in() const {
+    if (output_.empty()) return std::nullopt;
+    return std::max(output_.front().due - now_(), Time(0));
+}
+
+// What is on the wire comes all at once, when its last byte is through.
+void SerialLine::put(Reader& reader, Bytes answer, int rate) {
     for (Piece& piece : reader.faults().spoil(std::move(answer))) {
         if (piece.is_report) continue;
-        const auto now = std::chrono::steady_clock::now();
-        const auto before = output_.empty() ? now : std::max(now, output_.back().due);
-        output_.push_back({before + piece.pause, std::move(piece.bytes)});
+        Time begin = std::max(now_(), received_);
+        if (!output_.empty()) begin = std::max(begin, output_.back().due);
+        const Time due = begin + piece.pause + on_the_wire(piece.bytes.size(), rate);
+        output_.push_back({due, std::move(piece.bytes)});
     }
 }
 
 void SerialLine::write_due() {
-    while (!output_.empty() && output_.front().due <= std::chrono::steady_clock::now()) {
+    while (!output_.empty() && output_.front().due <= now_()) {
         write_all(output_.front().bytes);
         output_.pop_front();
     }
@@ -142,12 +153,13 @@ void SerialLine::write_due() {
 // listen at the rate at which it goes out.
 void SerialLine::receive(Reader& reader, std::uint8_t byte, int rate_before) {
     const int rate = reader.baud();
+    received_ = std::max(now_(), received_) + on_the_wire(1, rate);
     if (rate != last_rate_ && rate != rate_before) {
         ++misread_;
         return;
     }
     Bytes answer = reader.receive_serial(View(&byte, 1));
-    if (!answer.empty() && is_open() && host_rate() == rate) put(reader, std::move(answer));
+    if (!answer.empty() && is_open() && host_rate() == rate) put(reader, std::move(answer), rate);
 }
 
 bool SerialLine::is_open() const {
