@@ -234,6 +234,23 @@ class VirtualUsb final : public kit::HidDevice {
     bool recording_ = false;
 };
 
+// The same exchange, answered by the virtual reader.
+void exchanges_of_the_virtual_reader(const Plan& plan) {
+    for (const Frame& frame : frames()) {
+        configure(plan, frame.iccmd);
+        const VirtualUsb reader(deck(), Timing::at_once);
+        const Connection connection(0, 0);
+        power_card();
+        const bench::BareUsb bare;
+        const char* link = "USB, virtual reader";
+        measure(plan, plan.calls,
+                {{row_of("exchange", link, frame, at_once), exchange_here, false},
+                 {row_of("floor", link, frame, at_once),
+                  [&] { bare.exchange(frame.request, frame.answer.size()); }, false},
+                 {row_of("config", link, frame, at_once), read_config, false}});
+    }
+}
+
 void exchanges_on_a_true_wire(const Plan& plan) {
     constexpr int calls = 20;
     for (const Frame& frame : frames()) {
@@ -360,6 +377,7 @@ void run(const Plan& plan) {
     if (plan.port != 0) pcsc = std::make_unique<bench::PcscPeer>(plan.port, response());
     exchanges_at_once(plan, pcsc.get());
     if (pcsc) daemon_cpu(plan, *pcsc);
+    exchanges_of_the_virtual_reader(plan);
     flows(plan, Timing::at_once);
     exchanges_on_a_true_wire(plan);
     flows(plan, Timing::true_to_wire);
