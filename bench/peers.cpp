@@ -10,6 +10,7 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <hidapi.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <termios.h>
@@ -120,12 +121,20 @@ class PcscPeer::Card {
         const kit::Bytes atr = kit::hex("3B 80 80 01 01");
         std::array<std::uint8_t, 65536> message;
         for (;;) {
+            acknowledge_at_once();
             if (!read_all(socket_, std::span(message).first(2))) return;
             const auto length = static_cast<std::size_t>(message[0] << 8 | message[1]);
             if (!read_all(socket_, std::span(message).first(length))) return;
             if (length > 1) send(answer_);
             if (length == 1 && message[0] == answer_to_reset) send(atr);
         }
+    }
+
+    // vpcd sends the length alone and waits for the acknowledgement before it sends the rest; the
+    // system forgets that they are wanted soon.
+    void acknowledge_at_once() const {
+        const int wanted = 1;
+        setsockopt(socket_, IPPROTO_TCP, TCP_QUICKACK, &wanted, sizeof wanted);
     }
 
     void send(const kit::Bytes& bytes) const {

@@ -28,7 +28,6 @@ constexpr int port_count = 16;
 constexpr std::size_t name_size = 64;
 constexpr long long output_payload = 266;
 constexpr int slice_us = 10;
-constexpr int asks_without_timer = 100;
 constexpr int asks_per_pass = 2;  // kept: an end test that says no is asked once more
 
 constinit char port_names[port_count][name_size] = {"/dev/ttyS0", "/dev/ttyS1", "/dev/ttyS2",
@@ -76,16 +75,6 @@ using Cell = std::unique_ptr<int, Free>;
 // -1, which no call takes, for a port that was never opened.
 int descriptor_of(void* handle) noexcept {
     return handle == nullptr ? -1 : *static_cast<int*>(handle);
-}
-
-// Where a link has no delay, a timer takes longer than the answer that it is to wait for: so the
-// port is asked a while without one. On a real line nothing comes so soon.
-void await_without_timer(void* handle) noexcept {
-    pollfd port{descriptor_of(handle), POLLIN, 0};
-    const timespec at_once{};
-    for (int ask = 0; ask < asks_without_timer; ++ask) {
-        if (ppoll(&port, 1, &at_once, nullptr) != 0) return;
-    }
 }
 
 int receive_slice(void* handle, std::span<unsigned char> room) {
@@ -164,7 +153,6 @@ int COM_read(void* handle, unsigned char* buffer, unsigned length, unsigned time
     if (any_null(buffer)) return status::invalid_argument;
     device::cancel_flag::clear();
     if (is_end != nullptr) {
-        device::await_without_timer(handle);
         return device::gather(handle, {buffer, length}, timeout_ms, is_end, device::asks_per_pass,
                               device::receive_slice);
     }
