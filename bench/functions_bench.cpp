@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -481,4 +482,15 @@ BENCHMARK(unwritten_log)->Name("GLogI at level 1/deskreader");
 
 }  // namespace
 
-BENCHMARK_MAIN();
+// functions_bench, with a directory for its files in DESKREADER_BENCH_DIRECTORY.
+int main(int argc, char** argv) {
+    if (std::getenv("DESKREADER_BENCH_DIRECTORY") == nullptr) return 2;
+    std::ofstream(scratch_file("config.ini"))
+        << "[log]\nloglevel=1\nsaveday=15\n[devcfg]\nDevBaud=9600\nIdChange=1\nIdBaud=9600\n"
+           "IcBaud=9600\nIccmd=0\ndevtype=0\n";
+    GSetConfigFilePath(scratch_file("config.ini").c_str());
+    GSetLogLevel(1);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
+}

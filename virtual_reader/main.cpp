@@ -65,20 +65,22 @@ std::unique_ptr<Link> make_link(const Options& options, const Reader& reader) {
     if (!options.vpcd.empty()) return vpcd(connecting_door(address_from_text(options.vpcd)));
     if (!options.vpcd_listen.empty())
         return vpcd(listening_door(address_from_text(options.vpcd_listen)));
-    return std::make_unique<SerialLine>();
+    return std::make_unique<SerialLine>(options.true_timing ? Timing::true_to_wire
+                                                            : Timing::at_once);
 }
 
 void serve(Reader& reader, Link& link) {
     std::string shown;
     InputLines input;
-    constexpr int poll_ms = 5;  // answers that are late on purpose come this much later at the most
+    constexpr Time longest_wait = std::chrono::milliseconds(5);
     while (stopped == 0) {
         if (shown != link.place()) {
             shown = link.place();
             std::cout << shown << std::endl;
         }
         std::array<pollfd, 2> sources{{{STDIN_FILENO, POLLIN, 0}, {link.descriptor(), POLLIN, 0}}};
-        poll(sources.data(), sources.size(), poll_ms);
+        const timespec wait = as_timespec(wait_for(link, longest_wait));
+        ppoll(sources.data(), sources.size(), &wait, nullptr);
         if (sources[0].revents != 0) {
             const bool more = input.read_available([&](std::string_view text) {
                 const ControlAnswer answer = control(reader, text);

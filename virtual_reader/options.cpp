@@ -25,6 +25,8 @@ constexpr OptionRow rows[] = {
      "is the card in slot 0, or that of --card"},
     {"--vpcd-listen", "HOST:PORT", &Options::vpcd_listen,
      "The same, for a vpcd that connects by itself"},
+    {"--true-timing", nullptr, &Options::true_timing,
+     "Take the time that bytes take on a real line: ten bits a byte at the reader's rate"},
 };
 
 constexpr const char* about =

@@ -16,6 +16,7 @@ struct Options {
     std::string recording;    // file to be the reader of; empty: one with cards
     std::string vpcd;         // HOST:PORT to connect to
     std::string vpcd_listen;  // HOST:PORT to listen at
+    bool true_timing = false;
 };
 
 // A row of --help, and of the manual.

@@ -58,6 +58,10 @@ constexpr api::WaitRules wait_for_one_kind{
 constexpr api::WaitRules wait_for_both_kinds{
     .refused = status::power_on_failed, .pause_steps = 8, .limit = api::Limit::seconds};
 
+bool is_upper_case_digit(char character) noexcept {
+    return (character >= '0' && character <= '9') || (character >= 'A' && character <= 'F');
+}
+
 bool is_apdu_text(const char* text, int length) noexcept {
     if (std::strlen(text) < static_cast<std::size_t>(length < 0 ? 0 : length)) return false;
     return length >= 1 && length <= max_apdu_text && length % 2 == 0 && IsHexDataValue(text) != 0;
@@ -141,8 +145,10 @@ int RD_CardDetect(int* card_state) {
 
 int IsHexDataValue(const char* text) {
     if (any_null(text)) return 0;
-    const std::size_t bad = std::string_view(text).find_first_not_of("0123456789ABCDEF");
-    if (bad == std::string_view::npos) return 1;
+    std::size_t bad = 0;
+    while (is_upper_case_digit(text[bad]))
+        ++bad;
+    if (text[bad] == '\0') return 1;
     GLogI("szHexData[%d] = %02X\r\n", static_cast<int>(bad), static_cast<unsigned char>(text[bad]));
     return 0;
 }

@@ -92,7 +92,8 @@ int run(const CommandRow& row, DEVCONTEXT* device, Bytes ic_arguments, Bytes uni
     RequestBuffer request;
     if (!request.append(pattern, in_ic ? ic_arguments : union_arguments))
         return status::invalid_argument;
-    std::ranges::fill_n(reply.bytes.begin(), static_cast<std::ptrdiff_t>(row.reply_room),
+    // Commands look at fixed places of what may have come short: all of them in the first bytes.
+    std::ranges::fill_n(reply.bytes.begin(), static_cast<std::ptrdiff_t>(short_reply),
                         std::uint8_t{0});
     reply.length = 0;
     return in_ic ? run_ic(row, device, request, timeout_ms, reply)

@@ -48,13 +48,14 @@ class Walker {
     Walker(Bytes data, LongTemplate long_template) noexcept
         : data_(data), long_template_(long_template) {}
 
-    std::optional<Object> next() noexcept;
+    // Always inlined, so that the object stays in registers: most walks look at its tag and go on.
+    [[gnu::always_inline]] std::optional<Object> next() noexcept;
 
   private:
     // The object at hand, of which the tag's size is known. A template for each, so that the
     // processor guesses how long the tag is and need not wait for it.
     template <std::size_t TagSize>
-    std::optional<Object> take() noexcept;
+    [[gnu::always_inline]] std::optional<Object> take() noexcept;
 
     std::optional<Object> end() noexcept {
         position_ = data_.size();

@@ -44,12 +44,14 @@ int has_frame_end(unsigned char* received, unsigned length) noexcept {
 }
 
 int copy_frame(Bytes rest, Buffer out) noexcept {
-    std::ranges::fill(out, std::uint8_t{0});
-    const auto end = std::ranges::find(rest, end_of_frame);
-    const auto length = static_cast<std::size_t>(end - rest.begin()) + (end == rest.end() ? 0 : 1);
-    const Bytes frame = rest.first(std::min(length, out.size()));
-    std::ranges::copy(frame, out.begin());
-    return static_cast<int>(frame.size());
+    const void* end = std::memchr(rest.data(), end_of_frame, rest.size());
+    const std::size_t length =
+        end == nullptr
+            ? rest.size()
+            : static_cast<std::size_t>(static_cast<const std::uint8_t*>(end) - rest.data()) + 1;
+    const std::size_t count = std::min(length, out.size());
+    std::memcpy(out.data(), rest.data(), count);
+    return static_cast<int>(count);
 }
 
 Received read(DEVCONTEXT* target, Buffer buffer, std::size_t shown, int timeout_ms,
@@ -70,7 +72,7 @@ int receive_text(const FrameFormat& format, DEVCONTEXT* target, Buffer reply, in
 
     // kept: a failed read leaves zeros here, which are no frame: whatever failed, the caller sees
     // -74.
-    std::array<std::uint8_t, max_received> trimmed{};
+    std::array<std::uint8_t, max_received> trimmed;
     const Bytes bytes = std::span(received).first(std::min(length, received.size()));
     const auto count = static_cast<std::size_t>(format.trim(bytes, trimmed));
     const int result = format.parse(std::span(trimmed).first(count), reply);

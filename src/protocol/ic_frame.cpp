@@ -65,7 +65,9 @@ int copy_long_reply(Bytes decoded, Buffer reply) noexcept {
 int build(Bytes command, Buffer frame) noexcept {
     const std::size_t size = command.size() + overhead;
     if (2 * size + 1 > frame.size() || size > max_body) return status::invalid_argument;
-    std::array<std::uint8_t, max_body> body{lead, static_cast<std::uint8_t>(command.size())};
+    std::array<std::uint8_t, max_body> body;
+    body[0] = lead;
+    body[1] = static_cast<std::uint8_t>(command.size());
     std::ranges::copy(command, body.begin() + 2);
     body[size - 1] = checksum::xor_of(std::span(body).first(size - 1));
     const std::span<char> text(reinterpret_cast<char*>(frame.data()), frame.size());
@@ -83,7 +85,7 @@ int trim(Bytes received, Buffer out) noexcept {
 int parse(Bytes frame, Buffer reply) noexcept {
     if (!as_text(frame).starts_with(lead_text) || frame.back() != protocol::end_of_frame)
         return status::bad_message;
-    std::array<std::uint8_t, protocol::max_decoded> decoded{};
+    std::array<std::uint8_t, protocol::max_received / 2> decoded{};
     text::from_hex(as_text(frame.first(frame.size() - 1)), decoded);
     const std::uint8_t length = decoded[1];
     if (length == long_reply) return copy_long_reply(decoded, reply);

@@ -51,8 +51,9 @@ void join(Bytes characters, Buffer out) noexcept {
 int build(Bytes command, Buffer frame) noexcept {
     const std::size_t size = command.size() + overhead;
     if (2 * (size + 1) > frame.size() || size > max_body) return status::invalid_argument;
-    std::array<std::uint8_t, max_body> body{static_cast<std::uint8_t>(command.size() >> 8),
-                                            static_cast<std::uint8_t>(command.size())};
+    std::array<std::uint8_t, max_body> body;
+    body[0] = static_cast<std::uint8_t>(command.size() >> 8);
+    body[1] = static_cast<std::uint8_t>(command.size());
     std::ranges::copy(command, body.begin() + length_size);
     body[size - 1] = checksum::xor_of(command);
     frame[0] = begin_of_frame;

@@ -63,13 +63,13 @@ class PieceReader {
         end_ -= begin_;
         begin_ = 0;
         while (end_ < buffer_.size()) {
-            const ssize_t got = read(file_, buffer_.data() + end_, buffer_.size() - end_);
+            const std::size_t room = buffer_.size() - end_;
+            const ssize_t got = read(file_, buffer_.data() + end_, room);
             if (got < 0 && errno == EINTR) continue;
-            if (got <= 0) {
-                at_end_ = true;
-                return;
-            }
-            end_ += static_cast<std::size_t>(got);
+            if (got > 0) end_ += static_cast<std::size_t>(got);
+            // A file gives less than it is asked for at its end only.
+            at_end_ = got < static_cast<ssize_t>(room);
+            if (at_end_) return;
         }
     }
 

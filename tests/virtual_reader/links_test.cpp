@@ -1,3 +1,5 @@
+#include <sstream>
+
 #include <fcntl.h>
 #include <poll.h>
 #include <termios.h>
@@ -7,6 +9,7 @@
 #include "kit/frames.h"
 #include "links/serial_reader.h"
 #include "links/usb_port.h"
+#include "options.h"
 
 namespace {
 
@@ -148,6 +151,36 @@ TEST_F(Usb, ADelayedAnswerComesByTheClockOfThePort) {
     EXPECT_FALSE(port.take_report());
     time = 900ms;
     EXPECT_TRUE(port.take_report());
+}
+
+TEST_F(Usb, AReportTakesAMillisecondEachWayOnATrueWire) {
+    Time time{0};
+    UsbPort port(
+        *reader_, [&time] { return time; }, Timing::true_to_wire);
+    port.write_report(output_report(2, ic_frame(hex("F1"))));
+    EXPECT_EQ(port.next_report_in(), 2ms) << "the request and the first report of three";
+    time = 2ms - 1ns;
+    EXPECT_FALSE(port.take_report());
+    for (const Time due : {2ms, 3ms, 4ms}) {
+        time = due;
+        EXPECT_TRUE(port.take_report());
+        EXPECT_FALSE(port.take_report());
+    }
+}
+
+TEST_F(Usb, ARequestOfTwoReportsTakesTwoMillisecondsOnATrueWire) {
+    Time time{0};
+    UsbPort port(
+        *reader_, [&time] { return time; }, Timing::true_to_wire);
+    const Bytes request = ic_frame(kit::join({{0xF2}, Bytes(32, 'S')}));
+    port.write_report(output_report(2, Bytes(request.begin(), request.begin() + 62)));
+    port.write_report(output_report(2, Bytes(request.begin() + 62, request.end())));
+    EXPECT_EQ(port.next_report_in(), 3ms);
+    reader_->faults().add(fault_from_words({"delay", "ms", "700"}));
+    port.write_report(output_report(2, ic_frame(hex("E1 01"))));
+    time = 3ms;
+    EXPECT_TRUE(port.take_report());
+    EXPECT_EQ(port.next_report_in(), 701ms) << "behind the answer before";
 }
 
 TEST_F(Usb, ADelayedAnswerEndsAWait) {
@@ -323,6 +356,69 @@ TEST(SerialLink, AnUnpluggedReaderTakesTheLineAway) {
     EXPECT_NE(reader.device(), before) << "nobody else had the name meanwhile";
     const Host host(reader.device(), B9600);
     EXPECT_EQ(host.exchange(ic_frame(hex("E1 01")), 2s), ic_frame(hex("00 3B 04 44 45 53 48")));
+}
+
+// A line served by hand, at a time of the test's own.
+class TrueLine : public testing::Test {
+  protected:
+    // A request that the reader has got.
+    void say(const Host& host, const Bytes& request) {
+        host.say(request);
+        pollfd line{line_.descriptor(), POLLIN, 0};
+        ASSERT_EQ(poll(&line, 1, 2000), 1);
+        line_.serve(*reader_);
+    }
+
+    Bytes heard_at(const Host& host, Time time) {
+        time_ = time;
+        line_.serve(*reader_);
+        return host.hear(0x03, 50ms);
+    }
+
+    std::unique_ptr<Reader> reader_ = reader_from_deck(default_deck(), "built-in");
+    Time time_{0};
+    SerialLine line_{Timing::true_to_wire, [this] { return time_; }};
+};
+
+TEST_F(TrueLine, AnAnswerComesWhenItsLastByteWould) {
+    const Host host(line_.device(), B9600);
+    EXPECT_FALSE(line_.next_output_in());
+    say(host, ic_frame(hex("E1 01")));
+    // 11 bytes there and 21 bytes back, ten bits each, at 9600 baud.
+    ASSERT_TRUE(line_.next_output_in());
+    EXPECT_EQ(std::chrono::round<std::chrono::microseconds>(*line_.next_output_in()), 33333us);
+    EXPECT_EQ(heard_at(host, 33'300us), Bytes{});
+    EXPECT_EQ(heard_at(host, 33'334us), ic_frame(hex("00 3B 04 44 45 53 48")));
+    EXPECT_FALSE(line_.next_output_in());
+}
+
+TEST_F(TrueLine, AtAHigherRateItComesSooner) {
+    {
+        const Host host(line_.device(), B9600);
+        say(host, ic_frame(hex("BB 04")));
+        EXPECT_EQ(heard_at(host, 1s), ic_frame(hex("00")));
+    }
+    const Host host(line_.device(), B115200);
+    say(host, ic_frame(hex("E1 01")));
+    ASSERT_TRUE(line_.next_output_in());
+    EXPECT_EQ(std::chrono::round<std::chrono::microseconds>(*line_.next_output_in()), 2778us);
+}
+
+TEST_F(TrueLine, AFaultsDelayComesOnTop) {
+    const Host host(line_.device(), B9600);
+    reader_->faults().add(fault_from_words({"delay", "ms", "60"}));
+    say(host, ic_frame(hex("E1 01")));
+    ASSERT_TRUE(line_.next_output_in());
+    EXPECT_EQ(std::chrono::round<std::chrono::microseconds>(*line_.next_output_in()), 93333us);
+}
+
+TEST(Options, TrueTimingIsAskedFor) {
+    std::ostringstream output;
+    int status = -1;
+    const char* const plain[] = {"virtual-reader"};
+    EXPECT_FALSE(read_options(1, plain, output, output, status)->true_timing);
+    const char* const timed[] = {"virtual-reader", "--true-timing"};
+    EXPECT_TRUE(read_options(2, timed, output, output, status)->true_timing);
 }
 
 TEST(SerialLink, GoesToTheIdRateAndBack) {

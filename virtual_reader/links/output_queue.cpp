@@ -5,21 +5,29 @@
 
 namespace virtual_reader {
 
-void OutputQueue::put(std::vector<Piece> pieces) {
+void OutputQueue::put(std::vector<Piece> pieces, Time from, const OnTheWire& on_the_wire) {
     for (Piece& piece : pieces) {
         if (piece.is_report) continue;
-        const auto now = std::chrono::steady_clock::now();
-        const auto before = outputs_.empty() ? now : std::max(now, outputs_.back().due);
-        outputs_.push_back({before + piece.pause, std::move(piece.bytes)});
+        const Time begin = outputs_.empty() ? from : std::max(from, outputs_.back().due);
+        const Time due = begin + piece.pause + on_the_wire(piece.bytes.size());
+        outputs_.push_back({due, std::move(piece.bytes)});
     }
 }
 
-std::optional<Bytes> OutputQueue::take_due() {
-    if (outputs_.empty() || outputs_.front().due > std::chrono::steady_clock::now())
-        return std::nullopt;
+void OutputQueue::put(std::vector<Piece> pieces, Time from) {
+    put(std::move(pieces), from, [](std::size_t) { return Time(0); });
+}
+
+std::optional<Bytes> OutputQueue::take_due(Time now) {
+    if (outputs_.empty() || outputs_.front().due > now) return std::nullopt;
     Bytes bytes = std::move(outputs_.front().bytes);
     outputs_.pop_front();
     return bytes;
+}
+
+std::optional<Time> OutputQueue::next_due_in(Time now) const {
+    if (outputs_.empty()) return std::nullopt;
+    return std::max(outputs_.front().due - now, Time(0));
 }
 
 }  // namespace virtual_reader

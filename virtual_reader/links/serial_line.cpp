@@ -38,7 +38,7 @@ int rate_of(speed_t speed) {
 
 }  // namespace
 
-SerialLine::SerialLine() {
+SerialLine::SerialLine(Timing timing, Now now) : timing_(timing), now_(std::move(now)) {
     open_line();
 }
 
@@ -94,7 +94,7 @@ bool SerialLine::serve(Reader& reader) {
     const Bytes late = reader.take_late_serial();
     // What nobody is there to hear is lost.
     if (host_is_there) {
-        put(reader, late);
+        put(reader, late, reader.baud());
     } else {
         output_.clear();
     }
@@ -117,12 +117,22 @@ bool SerialLine::take_request(Reader& reader, int rate_before, bool host_is_ther
     return host_is_there;
 }
 
-void SerialLine::put(Reader& reader, Bytes answer) {
-    output_.put(reader.faults().spoil(std::move(answer)));
+Time SerialLine::on_the_wire(std::size_t bytes, int rate) const {
+    return timing_ == Timing::true_to_wire ? serial_time(bytes, rate) : Time(0);
+}
+
+std::optional<Time> SerialLine::next_output_in() const {
+    return output_.next_due_in(now_());
+}
+
+// What is on the wire comes all at once, when its last byte is through.
+void SerialLine::put(Reader& reader, Bytes answer, int rate) {
+    output_.put(reader.faults().spoil(std::move(answer)), std::max(now_(), received_),
+                [&](std::size_t bytes) { return on_the_wire(bytes, rate); });
 }
 
 void SerialLine::write_due() {
-    while (const auto bytes = output_.take_due())
+    while (const auto bytes = output_.take_due(now_()))
         write_all(*bytes);
 }
 
@@ -130,12 +140,13 @@ void SerialLine::write_due() {
 // listen at the rate at which it goes out.
 void SerialLine::receive(Reader& reader, std::uint8_t byte, int rate_before) {
     const int rate = reader.baud();
+    received_ = std::max(now_(), received_) + on_the_wire(1, rate);
     if (rate != last_rate_ && rate != rate_before) {
         ++misread_;
         return;
     }
     Bytes answer = reader.receive_serial(View(&byte, 1));
-    if (!answer.empty() && is_open() && host_rate() == rate) put(reader, std::move(answer));
+    if (!answer.empty() && is_open() && host_rate() == rate) put(reader, std::move(answer), rate);
 }
 
 bool SerialLine::is_open() const {

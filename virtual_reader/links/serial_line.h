@@ -1,17 +1,19 @@
 // The reader's end of a serial line: a pseudo-terminal whose other end a host opens like a port.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "links/link.h"
 #include "links/output_queue.h"
+#include "links/wire_time.h"
 
 namespace virtual_reader {
 
 class SerialLine final : public Link {
   public:
     // Throws std::system_error without a pseudo-terminal.
-    SerialLine();
+    explicit SerialLine(Timing timing = Timing::at_once, Now now = steady_now);
     ~SerialLine() override;
     SerialLine(const SerialLine&) = delete;
     SerialLine& operator=(const SerialLine&) = delete;
@@ -29,6 +31,9 @@ class SerialLine final : public Link {
     // the line open.
     bool serve(Reader& reader) override;
 
+    // How long it is until there is something to write; nothing while there is not.
+    std::optional<Time> next_output_in() const override;
+
     // Bytes that came at another rate.
     std::size_t misread() const { return misread_; }
 
@@ -43,10 +48,14 @@ class SerialLine final : public Link {
     int host_rate();
     bool is_open() const;
     void receive(Reader& reader, std::uint8_t byte, int rate_before);
-    void put(Reader& reader, Bytes answer);
+    void put(Reader& reader, Bytes answer, int rate);
+    Time on_the_wire(std::size_t bytes, int rate) const;
     void write_due();
     void write_all(View bytes) const;
 
+    Timing timing_;
+    Now now_;
+    Time received_{};  // when the last byte was through
     int master_ = -1;
     int name_holder_ = -1;
     std::string device_;

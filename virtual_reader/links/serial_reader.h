@@ -12,8 +12,10 @@ namespace virtual_reader {
 
 class SerialReader {
   public:
-    explicit SerialReader(std::unique_ptr<Reader> reader)
-        : reader_(std::move(reader)), thread_([this](const std::stop_token& stop) { run(stop); }) {}
+    explicit SerialReader(std::unique_ptr<Reader> reader, Timing timing = Timing::at_once)
+        : reader_(std::move(reader)),
+          line_(timing),
+          thread_([this](const std::stop_token& stop) { run(stop); }) {}
 
     // By value: the reader may be plugged in again meanwhile.
     std::string device() const {

@@ -26,22 +26,22 @@ std::vector<Bytes> reports_of(std::uint8_t mode_id, const Piece& piece) {
 
 }  // namespace
 
-std::chrono::milliseconds steady_now() {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(
-        std::chrono::steady_clock::now().time_since_epoch());
-}
-
 void UsbPort::put(std::uint8_t mode_id, Bytes answer) {
     for (const Piece& piece : reader_.faults().spoil(std::move(answer))) {
-        const auto before = input_.empty() ? now_() : std::max(now_(), input_.back().due);
-        for (Bytes& report : reports_of(mode_id, piece))
-            input_.push_back({before + piece.pause, std::move(report)});
+        Time due = std::max(now_(), received_);
+        if (!input_.empty()) due = std::max(due, input_.back().due);
+        due += piece.pause;
+        for (Bytes& report : reports_of(mode_id, piece)) {
+            due += report_time_;
+            input_.push_back({due, std::move(report)});
+        }
     }
 }
 
 int UsbPort::write_report(View report) {
     const std::lock_guard lock(mutex_);
     if (!reader_.faults().is_plugged()) return -1;
+    received_ = std::max(now_(), received_) + report_time_;
     if (report.size() >= output_header) {
         const std::uint8_t mode_id = report[1];
         const std::size_t count = std::min<std::size_t>(report[2], report.size() - output_header);
@@ -81,7 +81,8 @@ std::optional<Bytes> UsbPort::take_report() {
 std::optional<std::chrono::milliseconds> UsbPort::next_report_in() const {
     const std::lock_guard lock(mutex_);
     if (input_.empty()) return std::nullopt;
-    return std::max(input_.front().due - now_(), std::chrono::milliseconds(0));
+    return std::chrono::ceil<std::chrono::milliseconds>(
+        std::max(input_.front().due - now_(), Time(0)));
 }
 
 void UsbPort::unplug() {

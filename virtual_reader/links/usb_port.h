@@ -9,23 +9,20 @@
 #include <chrono>
 #include <condition_variable>
 #include <deque>
-#include <functional>
 #include <mutex>
 #include <optional>
 
+#include "links/wire_time.h"
 #include "reader.h"
 
 namespace virtual_reader {
 
-// The time of a port, from any beginning.
-using Now = std::function<std::chrono::milliseconds()>;
-
-std::chrono::milliseconds steady_now();
-
 class UsbPort {
   public:
-    explicit UsbPort(Reader& reader, Now now = steady_now)
-        : reader_(reader), now_(std::move(now)) {}
+    explicit UsbPort(Reader& reader, Now now = steady_now, Timing timing = Timing::at_once)
+        : reader_(reader),
+          now_(std::move(now)),
+          report_time_(timing == Timing::true_to_wire ? report_time : Time(0)) {}
 
     // Returns the report's size, -1 once unplugged.
     int write_report(View report);
@@ -33,8 +30,8 @@ class UsbPort {
     // The next input report; nothing within the limit, or once unplugged (see is_plugged).
     std::optional<Bytes> read_report(std::chrono::milliseconds limit);
 
-    // The same without waiting, and how long it is until there is one: for programs that keep the
-    // time themselves.
+    // The same without waiting, and how long it is until there is one, in whole milliseconds: for
+    // programs that keep the time themselves.
     std::optional<Bytes> take_report();
     std::optional<std::chrono::milliseconds> next_report_in() const;
 
@@ -54,7 +51,7 @@ class UsbPort {
 
   private:
     struct Input {
-        std::chrono::milliseconds due;
+        Time due;
         Bytes report;
     };
 
@@ -70,6 +67,8 @@ class UsbPort {
 
     Reader& reader_;
     Now now_;
+    Time report_time_;
+    Time received_{};  // when the last output report was through
     mutable std::mutex mutex_;
     std::condition_variable changed_;
     std::deque<Input> input_;

@@ -71,7 +71,7 @@ void VpcdLink::control(Reader& reader, std::uint8_t message) {
             answer_to_reset_ = answer_to_reset(reader.ic().power_on(place_).data);
             break;
         case VpcdControl::answer:
-            output_.put({{vpcd_message(answer_to_reset_)}});
+            output_.put({{vpcd_message(answer_to_reset_)}}, steady_now());
             break;
     }
 }
@@ -81,12 +81,12 @@ void VpcdLink::answer(Reader& reader, View message) {
     if (message.empty()) return;
     if (message.size() == 1) return control(reader, message[0]);
     const Result result = reader.ic().transmit(place_, message);
-    output_.put(reader.faults().spoil(vpcd_message(result.data)));
+    output_.put(reader.faults().spoil(vpcd_message(result.data)), steady_now());
 }
 
 void VpcdLink::write_due() {
     if (!connection_) return;
-    while (const auto bytes = output_.take_due())
+    while (const auto bytes = output_.take_due(steady_now()))
         connection_->send(*bytes);
 }
 
