@@ -1,6 +1,6 @@
-// virtual-reader: a reader with cards in it on a pseudo-terminal. Prints the device's name, also
-// when it has become another one, then serves until its standard input ends; lines there move cards
-// (see desk_control.h).
+// virtual-reader: a reader with cards in it on a pseudo-terminal, or in a USB port of this machine.
+// Prints the device's name, also when it has become another one, then serves until its standard
+// input ends; lines there move cards (see desk_control.h).
 #include <array>
 #include <chrono>
 #include <csignal>
@@ -14,6 +14,7 @@
 #include "deck.h"
 #include "desk_control.h"
 #include "links/serial_line.h"
+#include "links/usb_line.h"
 
 namespace {
 
@@ -42,15 +43,22 @@ class InputLines {
     std::string held_;
 };
 
-void serve(Reader& reader) {
-    SerialLine line;
+bool serve_once(SerialLine& line, Reader& reader) {
+    return line.serve(reader);
+}
+bool serve_once(UsbLine& line, Reader&) {
+    return line.serve();
+}
+
+template <class Line>
+void serve(Reader& reader, Line line) {
     std::string shown;
     InputLines input;
     constexpr int poll_ms = 5;  // answers that are late on purpose come this much later at the most
     while (stopped == 0) {
         if (shown != line.device()) {
             shown = line.device();
-            std::cout << shown << std::endl;
+            if (!shown.empty()) std::cout << shown << std::endl;
         }
         std::array<pollfd, 2> sources{{{STDIN_FILENO, POLLIN, 0}, {line.descriptor(), POLLIN, 0}}};
         poll(sources.data(), sources.size(), poll_ms);
@@ -62,7 +70,7 @@ void serve(Reader& reader) {
             });
             if (!more) return;
         }
-        if (!line.serve(reader)) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        if (!serve_once(line, reader)) std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
 }
 
@@ -70,13 +78,17 @@ void serve(Reader& reader) {
 
 int main(int argc, char** argv) {
     CLI::App app{
-        "A card reader with cards in it, in software, on a pseudo-terminal.\n"
+        "A card reader with cards in it, in software, on a pseudo-terminal or as a USB device.\n"
         "Prints the device to open, then serves until its standard input ends. Lines there:\n"
         "  insert NAME [slot N], remove NAME, fault ..., unplug, plug, status, help, quit"};
     std::string deck;
     bool show_deck = false;
+    bool usb = false;
     app.add_option("--deck", deck,
                    "JSON file with the reader's settings and cards; one is built in");
+    app.add_flag("--usb", usb,
+                 "Be a USB device of this machine, not a serial one: needs root and the kernel\n"
+                 "module vhci-hcd (modprobe vhci-hcd); prints USB when the host has found it");
     app.add_flag("--show-deck", show_deck, "Print the built-in deck and end");
     CLI11_PARSE(app, argc, argv);
     if (show_deck) {
@@ -88,7 +100,7 @@ int main(int argc, char** argv) {
     try {
         const auto reader = deck.empty() ? reader_from_deck(default_deck(), "built-in deck")
                                          : reader_from_deck_file(deck);
-        serve(*reader);
+        usb ? serve(*reader, UsbLine(*reader)) : serve(*reader, SerialLine());
         return 0;
     } catch (const std::exception& error) {
         std::cerr << "virtual-reader: " << error.what() << '\n';

@@ -27,7 +27,7 @@ class UsbPort {
     explicit UsbPort(Reader& reader, Now now = steady_now)
         : reader_(reader), now_(std::move(now)) {}
 
-    // Returns the report's size, -1 once unplugged.
+    // Returns the report's size, -1 once unplugged or when a fault refuses it.
     int write_report(View report);
 
     // The next input report; nothing within the limit, or once unplugged (see is_plugged).
@@ -42,6 +42,9 @@ class UsbPort {
     void unplug();
     void plug();
     bool is_plugged() const;
+
+    // What waits to be read is lost, as when a cable is pulled.
+    void forget_input();
 
     // Runs `action` on the reader while no report is being handled. What the reader says of it, for
     // a request that waited for a card, can be read then.
