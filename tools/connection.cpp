@@ -22,9 +22,10 @@ std::string device_path(const std::string& name) {
 }  // namespace
 
 Connection::Connection(const LinkOptions& options) {
-    if (options.use_virtual) virtual_.emplace(options.deck);
+    if (options.use_virtual) virtual_.emplace(options.deck, options.use_usb);
     if (virtual_ && !options.card.empty()) virtual_->insert(options.card);
-    const std::string device = virtual_ ? virtual_->device() : options.port;
+    const bool is_virtual_line = virtual_ && !options.use_usb;
+    const std::string device = is_virtual_line ? virtual_->device() : options.port;
     name_ = device.empty() ? "USB" : device_path(device);
     if (!device.empty()) GSetComName(named_port, name_.c_str());
     check("RD_Open", RD_Open(device.empty() ? usb : named_port, options.baud, 0));

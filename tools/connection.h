@@ -9,7 +9,7 @@
 namespace desk_tool {
 
 struct LinkOptions {
-    bool use_usb = false;  // which is also what is used when nothing is named
+    bool use_usb = false;  // also what is used when nothing is named; or where the virtual one is
     std::string port;      // serial device
     int baud = 9600;
     bool use_virtual = false;

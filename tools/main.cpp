@@ -88,7 +88,10 @@ CLI::App* add_command(CLI::App& app, const Command& command, Options& options) {
 }
 
 void add_global_options(CLI::App& app, Options& options, CLI::Option*& virtual_option) {
-    auto* usb = app.add_flag("--usb", options.link.use_usb, "Use the USB reader (the default)");
+    auto* usb = app.add_flag(
+        "--usb", options.link.use_usb,
+        "Use the USB reader (the default). With --virtual, let that be one: needs root and\n"
+        "the kernel module vhci-hcd");
     auto* port = app.add_option("--port", options.link.port,
                                 "Use the reader on a serial device, for example ttyS1");
     app.add_option("--baud", options.link.baud, "Rate of the serial device (9600)")
@@ -103,7 +106,7 @@ void add_global_options(CLI::App& app, Options& options, CLI::Option*& virtual_o
         ->needs(virtual_option);
     app.add_flag("--json", options.json, "Print one JSON object");
     port->excludes(usb);
-    virtual_option->excludes(usb)->excludes(port);
+    virtual_option->excludes(port);
 }
 
 int run(const Command& command, const Options& options) {

@@ -34,17 +34,22 @@ std::array<int, 2> make_pipe() {
     return ends;
 }
 
-[[noreturn]] void become(const std::string& path, const std::string& deck, int input, int output,
-                         int errors) {
+std::vector<const char*> arguments_for(const std::string& deck, bool on_usb) {
+    std::vector<const char*> arguments = {program};
+    if (!deck.empty()) arguments.insert(arguments.end(), {"--deck", deck.c_str()});
+    if (on_usb) arguments.push_back("--usb");
+    arguments.push_back(nullptr);
+    return arguments;
+}
+
+[[noreturn]] void become(const std::string& path, const std::vector<const char*>& arguments,
+                         int input, int output, int errors) {
     dup2(input, STDIN_FILENO);
     dup2(output, STDOUT_FILENO);
     dup2(errors, STDERR_FILENO);
     prctl(PR_SET_PDEATHSIG, SIGTERM);
     // A key combination that interrupts the tool is not meant for the reader on the desk.
     setpgid(0, 0);
-    std::vector<const char*> arguments = {program};
-    if (!deck.empty()) arguments.insert(arguments.end(), {"--deck", deck.c_str()});
-    arguments.push_back(nullptr);
     execvp(path.c_str(), const_cast<char* const*>(arguments.data()));
     _exit(127);
 }
@@ -66,13 +71,14 @@ std::string words_of(int errors) {
 
 }  // namespace
 
-VirtualProcess::VirtualProcess(const std::string& deck) {
+VirtualProcess::VirtualProcess(const std::string& deck, bool on_usb) {
     const auto to_child = make_pipe();
     const auto from_child = make_pipe();
     const auto child_errors = make_pipe();
     const std::string path = find_program();
+    const std::vector<const char*> arguments = arguments_for(deck, on_usb);
     child_ = fork();
-    if (child_ == 0) become(path, deck, to_child[0], from_child[1], child_errors[1]);
+    if (child_ == 0) become(path, arguments, to_child[0], from_child[1], child_errors[1]);
     close(to_child[0]);
     close(from_child[1]);
     close(child_errors[1]);

@@ -9,14 +9,14 @@ namespace desk_tool {
 
 class VirtualProcess {
   public:
-    // Starts virtual-reader with a deck, or with its built-in one. Throws ToolError with the
-    // program's own words when it does not come up.
-    explicit VirtualProcess(const std::string& deck);
+    // Starts virtual-reader with a deck, or with its built-in one, on USB or on a serial line.
+    // Throws ToolError with the program's own words when it does not come up.
+    VirtualProcess(const std::string& deck, bool on_usb);
     ~VirtualProcess();
     VirtualProcess(const VirtualProcess&) = delete;
     VirtualProcess& operator=(const VirtualProcess&) = delete;
 
-    // The serial device that it serves.
+    // The serial device that it serves, or "USB".
     const std::string& device() const { return device_; }
 
     // Puts a card of the deck into the reader, or takes it out. Throw ToolError with the reader's

@@ -100,7 +100,11 @@ int main(int argc, char** argv) {
     try {
         const auto reader = deck.empty() ? reader_from_deck(default_deck(), "built-in deck")
                                          : reader_from_deck_file(deck);
-        usb ? serve(*reader, UsbLine(*reader)) : serve(*reader, SerialLine());
+        if (usb) {
+            serve(*reader, UsbLine(*reader));
+        } else {
+            serve(*reader, SerialLine());
+        }
         return 0;
     } catch (const std::exception& error) {
         std::cerr << "virtual-reader: " << error.what() << '\n';
