@@ -17,6 +17,10 @@ struct HostProgram {
     const char* path;
 };
 
+void PrintTo(const HostProgram& program, std::ostream* stream) {
+    *stream << program.name;
+}
+
 constexpr HostProgram programs[] = {USB_HOSTS};
 
 // API numbers that hosts get here.
