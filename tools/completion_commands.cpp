@@ -121,7 +121,7 @@ _deskreader_values() {
     @device) COMPREPLY=($(cd /dev && compgen -W "$(echo tty[A-Z]*[0-9])" -- "$word")) ;;
     @link)
       compopt -o nospace 2>/dev/null
-      COMPREPLY=($(compgen -W 'hid: serial: virtual: replay:' -- "$word")) ;;
+      COMPREPLY=($(compgen -W 'hid: serial: virtual: virtual-usb: replay:' -- "$word")) ;;
     @any) COMPREPLY=() ;;
     *) COMPREPLY=($(compgen -W "$list" -- "$word")) ;;
   esac
@@ -184,7 +184,7 @@ _deskreader_values() {
       case $PREFIX in
         serial:*) compset -P serial:; _deskreader_values @device ;;
         virtual:* | replay:*) compset -P '*:'; _files ;;
-        *) compadd -S '' hid: serial: virtual: replay: ;;
+        *) compadd -S '' hid: serial: virtual: virtual-usb: replay: ;;
       esac ;;
     @any) ;;
     *) compadd -- ${=1} ;;

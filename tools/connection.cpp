@@ -17,14 +17,20 @@ std::string card_for(const LinkOptions& options, const Link& link) {
     return link.place.empty() && options.default_card != nullptr ? options.default_card : "";
 }
 
+VirtualProcess::Arguments arguments_for(const Link& link) {
+    VirtualProcess::Arguments arguments;
+    if (link.kind == LinkKind::virtual_usb) arguments.emplace_back("--usb");
+    if (!link.place.empty()) arguments.insert(arguments.end(), {"--deck", link.place});
+    return arguments;
+}
+
 }  // namespace
 
 Connection::Connection(const LinkOptions& options) : report_(options.replay_report) {
     const Link link = options.chosen();
     is_replay_ = link.kind == LinkKind::replay;
-    if (link.kind == LinkKind::virtual_reader) {
-        virtual_.emplace(link.place.empty() ? VirtualProcess::Arguments{}
-                                            : VirtualProcess::Arguments{"--deck", link.place});
+    if (link.is_virtual()) {
+        virtual_.emplace(arguments_for(link));
         if (const std::string card = card_for(options, link); !card.empty()) virtual_->insert(card);
     } else if (!options.card.empty()) {
         throw MisuseError("--card is for virtual readers");

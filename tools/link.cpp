@@ -26,6 +26,7 @@ constexpr Scheme schemes[] = {
     {"hid", LinkKind::usb, Place::none},
     {"serial", LinkKind::serial, Place::device},
     {"virtual", LinkKind::virtual_reader, Place::optional_file},
+    {"virtual-usb", LinkKind::virtual_usb, Place::optional_file},
     {"replay", LinkKind::replay, Place::file},
 };
 

@@ -3,6 +3,7 @@
 //   hid:              the reader on USB
 //   serial:DEVICE     a reader on a serial device: ttyS1 or /dev/ttyS1
 //   virtual:[DECK]    a virtual reader of its own, with the cards of a deck or built-in ones
+//   virtual-usb:[DECK]  the same, as a USB device of this machine
 //   replay:FILE       the reader of a recording
 #pragma once
 
@@ -11,15 +12,20 @@
 
 namespace desk_tool {
 
-enum class LinkKind { usb, serial, virtual_reader, replay };
+enum class LinkKind { usb, serial, virtual_reader, virtual_usb, replay };
 
 struct Link {
     LinkKind kind = LinkKind::usb;
     std::string place;  // device, deck or recording; empty for the only or the built-in one
+
+    bool is_virtual() const {
+        return kind == LinkKind::virtual_reader || kind == LinkKind::virtual_usb;
+    }
 };
 
 // What the schemes look like, for help and completion.
-inline constexpr const char* link_forms = "hid:, serial:DEVICE, virtual:[DECK] or replay:FILE";
+inline constexpr const char* link_forms =
+    "hid:, serial:DEVICE, virtual:[DECK], virtual-usb:[DECK] or replay:FILE";
 
 // Throws MisuseError with what is wrong about the text.
 Link link_from(const std::string& text);

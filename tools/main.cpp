@@ -53,9 +53,9 @@ struct ShortForms {
 
     // Empty if none was used.
     std::string link() const {
+        if (virtual_option->count() > 0) return (usb ? "virtual-usb:" : "virtual:") + deck;
         if (usb) return "hid:";
-        if (port_option->count() > 0) return "serial:" + port;
-        return virtual_option->count() > 0 ? "virtual:" + deck : "";
+        return port_option->count() > 0 ? "serial:" + port : "";
     }
 };
 
@@ -70,11 +70,12 @@ std::string complaint_about_link(const std::string& text) {
 
 void add_links(CLI::App& app, LinkOptions& link, ShortForms& forms) {
     auto* named = app.add_option("--link", link.link,
-                                 "Which reader: hid:, serial:ttyS1, virtual:[DECK], replay:FILE "
-                                 "(DESKREADER_LINK, else hid:)")
+                                 "Which reader: hid:, serial:ttyS1, virtual:[DECK], "
+                                 "virtual-usb:[DECK], replay:FILE (DESKREADER_LINK, else hid:)")
                       ->type_name("LINK")
                       ->check(CLI::Validator(complaint_about_link, ""));
-    auto* usb = app.add_flag("--usb", forms.usb, "Short for --link hid:");
+    auto* usb = app.add_flag("--usb", forms.usb,
+                             "Short for --link hid:; with --virtual, for virtual-usb:...");
     forms.port_option = app.add_option("--port", forms.port, "Short for --link serial:...");
     forms.port_option->type_name("DEVICE");
     forms.virtual_option =
@@ -83,7 +84,7 @@ void add_links(CLI::App& app, LinkOptions& link, ShortForms& forms) {
     for (CLI::Option* form : {usb, forms.port_option, forms.virtual_option})
         form->excludes(named);
     forms.port_option->excludes(usb);
-    forms.virtual_option->excludes(usb)->excludes(forms.port_option);
+    forms.virtual_option->excludes(forms.port_option);
     app.add_option("--card", link.card, "Put this card of the deck into the virtual reader");
     app.add_option("--baud", link.baud, "Rate of the serial device (9600)")
         ->check(CLI::Range(1200, 115200));

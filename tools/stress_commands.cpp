@@ -80,8 +80,8 @@ bool is_gone(std::optional<Connection>& connection, const Options& options) {
     } catch (const ReaderError&) {
         // It may be its line that has to be opened anew.
     }
-    const bool is_own = options.link.chosen().kind == LinkKind::virtual_reader ||
-                        options.link.chosen().kind == LinkKind::replay;
+    const Link link = options.link.chosen();
+    const bool is_own = link.is_virtual() || link.kind == LinkKind::replay;
     if (is_own) return false;
     try {
         connection.reset();

@@ -21,7 +21,7 @@ class VirtualProcess {
     VirtualProcess(const VirtualProcess&) = delete;
     VirtualProcess& operator=(const VirtualProcess&) = delete;
 
-    // The serial device that it serves.
+    // The serial device that it serves, or "USB".
     const std::string& device() const { return device_; }
 
     // Puts a card of the deck into the reader, or takes it out. Throw ToolError with the reader's

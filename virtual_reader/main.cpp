@@ -1,6 +1,6 @@
-// virtual-reader: a reader with cards in it. Prints where it is to be found, also when that has
-// become another place, then serves until its standard input ends; lines there move cards (see
-// desk_control.h).
+// virtual-reader: a reader with cards in it, on a pseudo-terminal, in a USB port of this machine or
+// for PC/SC programs. Prints where it is to be found, also when that has become another place, then
+// serves until its standard input ends; lines there move cards (see desk_control.h).
 #include <array>
 #include <chrono>
 #include <csignal>
@@ -13,6 +13,7 @@
 #include "deck.h"
 #include "desk_control.h"
 #include "links/serial_line.h"
+#include "links/usb_line.h"
 #include "links/vpcd_link.h"
 #include "options.h"
 #include "replay_program.h"
@@ -58,13 +59,14 @@ Place place_for_vpcd(const Reader& reader, const std::string& card) {
 }
 
 // The link that was asked for.
-std::unique_ptr<Link> make_link(const Options& options, const Reader& reader) {
+std::unique_ptr<Link> make_link(const Options& options, Reader& reader) {
     const auto vpcd = [&](std::unique_ptr<Door> door) {
         return std::make_unique<VpcdLink>(std::move(door), place_for_vpcd(reader, options.card));
     };
     if (!options.vpcd.empty()) return vpcd(connecting_door(address_from_text(options.vpcd)));
     if (!options.vpcd_listen.empty())
         return vpcd(listening_door(address_from_text(options.vpcd_listen)));
+    if (options.usb) return std::make_unique<UsbLine>(reader);
     return std::make_unique<SerialLine>(options.true_timing ? Timing::true_to_wire
                                                             : Timing::at_once);
 }
@@ -76,7 +78,7 @@ void serve(Reader& reader, Link& link) {
     while (stopped == 0) {
         if (shown != link.place()) {
             shown = link.place();
-            std::cout << shown << std::endl;
+            if (!shown.empty()) std::cout << shown << std::endl;
         }
         std::array<pollfd, 2> sources{{{STDIN_FILENO, POLLIN, 0}, {link.descriptor(), POLLIN, 0}}};
         const timespec wait = as_timespec(wait_for(link, longest_wait));

@@ -25,6 +25,9 @@ constexpr OptionRow rows[] = {
      "is the card in slot 0, or that of --card"},
     {"--vpcd-listen", "HOST:PORT", &Options::vpcd_listen,
      "The same, for a vpcd that connects by itself"},
+    {"--usb", nullptr, &Options::usb,
+     "Be a USB device of this machine instead: needs root and the kernel module vhci-hcd (modprobe "
+     "vhci-hcd); prints USB when the host has found it"},
     {"--true-timing", nullptr, &Options::true_timing,
      "Take the time that bytes take on a real line: ten bits a byte at the reader's rate"},
 };

@@ -12,6 +12,7 @@ namespace virtual_reader {
 struct Options {
     std::string deck;  // file; empty: the built-in one
     bool show_deck = false;
+    bool usb = false;
     std::string card;
     std::string recording;    // file to be the reader of; empty: one with cards
     std::string vpcd;         // HOST:PORT to connect to

@@ -65,6 +65,7 @@ constexpr Trouble troubles[] = {
     {"report bytes 023E"},
     {"mute"},
     {"mute at 5"},
+    {"stall"},
     {"unplug"},
     {"unplug at 4"},
     {nullptr, "sizes"},

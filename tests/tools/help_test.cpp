@@ -206,7 +206,7 @@ TEST_F(Completion, KnowsOptionsAndTheirValues) {
 TEST_F(Completion, KnowsLinks) {
     EXPECT_EQ(bash({"--link", "h"}), "hid:");
     EXPECT_EQ(words_of(bash({"--link", ""})),
-              (std::vector<std::string>{"hid:", "serial:", "virtual:", "replay:"}));
+              (std::vector<std::string>{"hid:", "serial:", "virtual:", "virtual-usb:", "replay:"}));
     EXPECT_EQ(bash({"--link", "replay", ":", script_.substr(0, script_.size() - 2)}), script_);
     EXPECT_EQ(bash({"--virtual", script_.substr(0, script_.size() - 2)}), script_);
     EXPECT_EQ(bash({"record", script_.substr(0, script_.size() - 2)}), script_);
@@ -242,7 +242,7 @@ TEST_F(Completion, ForZshOffersTheSame) {
     EXPECT_EQ(words_of(completed_by_zsh(file, {"m1", "value", ""})),
               (std::vector<std::string>{"read", "write", "increase", "decrease"}));
     EXPECT_EQ(completed_by_zsh(file, {"atr", "--slot", ""}), "contact contactless auto");
-    EXPECT_EQ(completed_by_zsh(file, {"--link", ""}), "hid: serial: virtual: replay:");
+    EXPECT_EQ(completed_by_zsh(file, {"--link", ""}), "hid: serial: virtual: virtual-usb: replay:");
     EXPECT_EQ(completed_by_zsh(file, {"--link", "replay:x"}), "files of x");
     EXPECT_EQ(completed_by_zsh(file, {"record", ""}), "files of");
     EXPECT_EQ(completed_by_zsh(file, {"record", "x", "--", "ls", ""}), "command ls");

@@ -52,7 +52,7 @@ TEST(Links, InTheEnvironmentMatterOnlyToWhomItConcerns) {
     EXPECT_EQ(run.status, 2);
     EXPECT_EQ(run.errors,
               "deskreader: DESKREADER_LINK: link ttyS1: expected hid:, serial:DEVICE, "
-              "virtual:[DECK] or replay:FILE\n");
+              "virtual:[DECK], virtual-usb:[DECK] or replay:FILE\n");
     EXPECT_EQ(tool({"help", "links"}, bad).status, 0);
     const Surroundings empty{{{"LC_ALL", "C.UTF-8"}, {"DESKREADER_LINK", ""}}};
     EXPECT_EQ(tool({"info"}, empty).status, 1);
@@ -65,7 +65,7 @@ std::string complaint_about(const std::string& link) {
 }
 
 TEST(Links, ThatAreNoneAreExplained) {
-    constexpr char expected[] = "expected hid:, serial:DEVICE, virtual:[DECK] or replay:FILE";
+    constexpr char expected[] = "expected hid:, serial:DEVICE, virtual:[DECK], virtual-usb:[DECK] or replay:FILE";
     EXPECT_EQ(complaint_about("ttyS1"), std::string("--link: link ttyS1: ") + expected);
     EXPECT_EQ(complaint_about("usb:"), std::string("--link: link usb:: ") + expected);
     EXPECT_EQ(complaint_about("HID:"), std::string("--link: link HID:: ") + expected);

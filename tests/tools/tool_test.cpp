@@ -149,4 +149,18 @@ TEST(VirtualReader, ReportsADeckThatIsNotThere) {
     EXPECT_EQ(run.errors, "virtual-reader: /nonexistent.json: cannot be read\n");
 }
 
+// What they say where the module is there is tested in a machine that has it (script/usb-test).
+TEST(Tool, AVirtualReaderOnUsbNeedsItsModule) {
+    if (std::filesystem::exists("/sys/devices/platform/vhci_hcd.0")) GTEST_SKIP();
+    const std::string words =
+        "there is no /sys/devices/platform/vhci_hcd.0: a USB reader needs the kernel module "
+        "vhci-hcd (modprobe vhci-hcd, as root)\n";
+    const Finished reader = Process(virtual_reader_program, {"--usb"}).finish();
+    EXPECT_EQ(reader.status, 1);
+    EXPECT_EQ(reader.errors, "virtual-reader: " + words);
+    const Finished run = tool({"--virtual", "--usb", "info"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.errors, "deskreader: " + words);
+}
+
 }  // namespace

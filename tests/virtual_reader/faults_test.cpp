@@ -175,6 +175,17 @@ TEST(Faults, FallMute) {
     EXPECT_EQ(joined(script.spoil(hex("010203"))), "010203");
 }
 
+TEST(Faults, RefuseARequest) {
+    FaultScript script;
+    script.add(fault_from_words({"stall", "after", "1"}));
+    EXPECT_EQ(joined(script.spoil(hex("0102"))), "0102");
+    EXPECT_FALSE(script.has_stalled());
+    EXPECT_EQ(joined(script.spoil(hex("0102"))), "");
+    EXPECT_TRUE(script.has_stalled());
+    EXPECT_EQ(joined(script.spoil(hex("0102"))), "0102");
+    EXPECT_FALSE(script.has_stalled());
+}
+
 TEST(Faults, UnplugTheReader) {
     FaultScript script;
     script.add(fault_from_words({"unplug", "at", "1"}));
@@ -226,7 +237,7 @@ TEST(Faults, SayWhatIsWrong) {
     EXPECT_EQ(complaint({}), complaint({"explode"}));
     EXPECT_EQ(complaint({"explode"}),
               "expected a fault out of drop, delay, duplicate, truncate, corrupt, reorder, split, "
-              "merge, noise, trail, preamble, length, check, status, report, mute, unplug");
+              "merge, noise, trail, preamble, length, check, status, report, mute, stall, unplug");
     EXPECT_EQ(complaint({"drop", "at"}), "expected a value for at");
     EXPECT_EQ(complaint({"drop", "at", "x"}), "expected a number from 0 to 1000000, not x");
     EXPECT_EQ(complaint({"drop", "at", "-1"}), "expected a number from 0 to 1000000, not -1");

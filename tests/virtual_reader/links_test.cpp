@@ -135,6 +135,15 @@ TEST_F(Usb, SendsWhatFaultsLeave) {
     EXPECT_FALSE(port_.read_report(1ms));
 }
 
+TEST_F(Usb, RefusesAReportOnce) {
+    reader_->faults().add(fault_from_words({"stall"}));
+    EXPECT_EQ(port_.write_report(output_report(2, ic_frame(hex("E1 01")))), -1);
+    EXPECT_TRUE(port_.is_plugged());
+    EXPECT_FALSE(port_.read_report(1ms));
+    EXPECT_EQ(port_.write_report(output_report(2, ic_frame(hex("E1 01")))), 65);
+    EXPECT_TRUE(port_.read_report(100ms));
+}
+
 TEST_F(Usb, ADelayedAnswerComesByTheClockOfThePort) {
     std::chrono::milliseconds time{0};
     UsbPort port(*reader_, [&time] { return time; });

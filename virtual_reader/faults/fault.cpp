@@ -94,6 +94,11 @@ void mute(const Fault& fault, SpoiledAnswer& answer) {
     answer.mutes = true;
 }
 
+void stall(const Fault&, SpoiledAnswer& answer) {
+    answer.bytes.clear();
+    answer.stalls = true;
+}
+
 void unplug(const Fault& fault, SpoiledAnswer& answer) {
     truncate(fault, answer);
     answer.unplugs = true;
@@ -116,6 +121,7 @@ constexpr FaultKind kinds[] = {
     {"status", spoil_status, 0},
     {"report", report, 1},
     {"mute", mute, 0},
+    {"stall", stall, 0},
     {"unplug", unplug, 0},
 };
 

@@ -19,6 +19,7 @@
 //               without bytes they are empty
 //   mute        the answer ends before byte `at`, and then the reader says nothing until the
 //               faults are cleared or it is plugged in again
+//   stall       the answer is lost, and over USB the report with which its request ended is refused
 //   unplug      the first `at` bytes of the answer come, and then the reader is gone; it is plugged
 //               in again as a person would do it
 #pragma once
@@ -48,6 +49,7 @@ struct SpoiledAnswer {
     std::chrono::milliseconds pause{0};  // between pieces
     bool is_held = false;
     bool mutes = false;
+    bool stalls = false;
     bool unplugs = false;
 };
 

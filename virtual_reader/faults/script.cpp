@@ -98,11 +98,13 @@ void FaultScript::apply_all(SpoiledAnswer& answer) {
 }
 
 std::vector<Piece> FaultScript::spoil(Bytes answer) {
+    has_stalled_ = false;
     if (answer.empty() || is_mute_ || !is_plugged_) return {};
     SpoiledAnswer spoiled;
     spoiled.bytes = std::move(answer);
     apply_all(spoiled);
     is_mute_ = spoiled.mutes;
+    has_stalled_ = spoiled.stalls;
     is_plugged_ = !spoiled.unplugs;
     spoiled.bytes.insert(spoiled.bytes.begin(), held_.begin(), held_.end());
     held_.clear();

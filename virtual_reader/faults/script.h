@@ -29,6 +29,9 @@ class FaultScript {
     // How often it was plugged in again, for links that have something on its way then.
     int replugs() const { return replugs_; }
 
+    // Whether the answer that was asked for last was refused with a stall.
+    bool has_stalled() const { return has_stalled_; }
+
     bool is_mute() const { return is_mute_; }
     std::size_t waiting() const { return faults_.size(); }
 
@@ -42,6 +45,7 @@ class FaultScript {
     Bytes held_;
     int spoiled_ = 0;
     int replugs_ = 0;
+    bool has_stalled_ = false;
     bool is_mute_ = false;
     bool is_plugged_ = true;
 };

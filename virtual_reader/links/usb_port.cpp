@@ -47,6 +47,7 @@ int UsbPort::write_report(View report) {
         const std::size_t count = std::min<std::size_t>(report[2], report.size() - output_header);
         put(mode_id, reader_.receive_usb(mode_id, report.subspan(output_header, count)));
         changed_.notify_all();
+        if (reader_.faults().has_stalled()) return -1;
     }
     return static_cast<int>(report.size());
 }
@@ -96,6 +97,11 @@ void UsbPort::plug() {
     const std::lock_guard lock(mutex_);
     input_.clear();
     reader_.plug_in();
+}
+
+void UsbPort::forget_input() {
+    const std::lock_guard lock(mutex_);
+    input_.clear();
 }
 
 bool UsbPort::is_plugged() const {

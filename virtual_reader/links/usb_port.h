@@ -24,7 +24,7 @@ class UsbPort {
           now_(std::move(now)),
           report_time_(timing == Timing::true_to_wire ? report_time : Time(0)) {}
 
-    // Returns the report's size, -1 once unplugged.
+    // Returns the report's size, -1 once unplugged or when a fault refuses it.
     int write_report(View report);
 
     // The next input report; nothing within the limit, or once unplugged (see is_plugged).
@@ -39,6 +39,9 @@ class UsbPort {
     void unplug();
     void plug();
     bool is_plugged() const;
+
+    // What waits to be read is lost, as when a cable is pulled.
+    void forget_input();
 
     // Runs `action` on the reader while no report is being handled. What the reader says of it, for
     // a request that waited for a card, can be read then.
