@@ -42,15 +42,15 @@ class OpenedBlock {
 
 void report_block(int block, const std::string& data, Output& output) {
     const bool is_trailer = block == trailer_of(sector_of(block));
-    const auto value = is_trailer ? std::nullopt : value_in(data);
     cJSON* object = cJSON_CreateObject();
     cJSON_AddNumberToObject(object, "sector", sector_of(block));
     cJSON_AddNumberToObject(object, "block", block);
     cJSON_AddStringToObject(object, "data", data.c_str());
-    if (value) cJSON_AddNumberToObject(object, "value", *value);
-    const std::string meaning = is_trailer ? "keys and access"
-                                : value    ? fmt::format("value {}", *value)
-                                           : readable(data);
+    std::string meaning = is_trailer ? "keys and access" : readable(data);
+    if (const auto value = value_in(data); value && !is_trailer) {
+        cJSON_AddNumberToObject(object, "value", *value);
+        meaning = fmt::format("value {}", *value);
+    }
     output.row("blocks", object, fmt::format("  block {:>3}  {}  {}", block, data, meaning));
 }
 
