@@ -12,7 +12,9 @@ namespace virtual_reader {
 struct Options {
     std::string deck;  // file; empty: the built-in one
     bool show_deck = false;
+    bool check = false;
     std::string card;
+    std::string control;      // path of a socket
     std::string vpcd;         // HOST:PORT to connect to
     std::string vpcd_listen;  // HOST:PORT to listen at
 };

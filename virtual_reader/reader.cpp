@@ -135,6 +135,40 @@ void Reader::remove(std::string_view name) {
     ic_.remove(name);
 }
 
+void Reader::remove_all() {
+    magnetic_.remove_all();
+    id_.remove_all();
+    ic_.remove_all();
+}
+
+void Reader::insert_beside(std::string_view name) {
+    if (magnetic_.has(name) || id_.has(name))
+        throw std::invalid_argument("the card " + std::string(name) + " is not contactless");
+    ic_.insert_beside(name);
+}
+
+bool Reader::has(std::string_view name) const {
+    return magnetic_.has(name) || id_.has(name) || ic_.has(name);
+}
+
+bool Reader::is_in(std::string_view name) const {
+    const auto lies_in = [&](const auto& module) {
+        return module.card() != nullptr && module.card()->name() == name;
+    };
+    return lies_in(magnetic_) || lies_in(id_) || ic_.place_of(name);
+}
+
+void Reader::swap(std::string_view old_name, std::string_view new_name) {
+    for (const std::string_view name : {old_name, new_name}) {
+        if (!has(name)) throw std::invalid_argument("no card is named " + std::string(name));
+    }
+    if (!is_in(old_name))
+        throw std::invalid_argument("the card " + std::string(old_name) + " is not in the reader");
+    const int slot = ic_.place_of(old_name).value_or(Place{}).slot;
+    remove(old_name);
+    insert(new_name, slot);
+}
+
 Bytes Reader::receive_serial(View bytes) {
     return receive(Line::serial, 0, bytes);
 }
