@@ -89,7 +89,8 @@ class Reader {
     const std::string& serial_number() const { return settings_.serial_number; }
     char pass_through_port() const { return pass_through_port_; }  // 'A' for none
 
-    // 'B' base, 'I' card module, 'S' ID mode: then ID frames are understood and no others.
+    // 'B' base, 'I' card module, 'S' ID mode: then ID frames are understood and no others. Both
+    // resets lead back to the base.
     char mode() const { return mode_; }
 
   private:
@@ -102,6 +103,7 @@ class Reader {
     Bytes answer(const Request& request, Line line);
     Bytes answer_escape(View body, Line line);
     Bytes change_mode(char mode, char rate, Line line);
+    void enter_mode(char mode);
     Bytes answer_ic(View body);
     Bytes answer_union(View body);
     Bytes take_late(Line line);
