@@ -137,6 +137,8 @@ void VirtualProcess::tell(const std::string& text) const {
     if (write(input_.get(), line.data(), line.size()) != static_cast<ssize_t>(line.size()))
         throw ToolError("the virtual reader does not listen");
     const std::string answer = read_line(output_.get(), start_limit);
+    const std::string error = "error ";
+    if (answer.starts_with(error)) throw ToolError(answer.substr(error.size()));
     if (answer != "ok") throw ToolError(answer);
 }
 

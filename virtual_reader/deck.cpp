@@ -1,6 +1,7 @@
 #include "deck.h"
 
 #include <algorithm>
+#include <climits>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -24,6 +25,15 @@ namespace {
 
 using Json = nlohmann::json;
 
+// The rates that a serial port of a host has, too.
+int read_rate(const Node& node) {
+    constexpr int rates[] = {1200, 2400, 4800, 9600, 19200, 38400, 57600, 115200};
+    const int rate = node.number(0, INT_MAX);
+    if (std::ranges::find(rates, rate) == std::end(rates))
+        node.fail("1200, 2400, 4800, 9600, 19200, 38400, 57600 or 115200");
+    return rate;
+}
+
 ReaderSettings read_settings(const Node& node) {
     node.allow({"information", "serial_number", "baud", "answer_mode_on_serial"});
     ReaderSettings settings;
@@ -31,7 +41,7 @@ ReaderSettings read_settings(const Node& node) {
     if (settings.information.size() > 100) node.at("information").fail("at most 100 characters");
     if (node.has("serial_number")) settings.serial_number = node.at("serial_number").text();
     if (settings.serial_number.size() > 32) node.at("serial_number").fail("at most 32 characters");
-    if (node.has("baud")) settings.baud = node.at("baud").number(1200, 115200);
+    if (node.has("baud")) settings.baud = read_rate(node.at("baud"));
     if (node.has("answer_mode_on_serial"))
         settings.answer_mode_on_serial = node.at("answer_mode_on_serial").flag();
     return settings;
@@ -120,7 +130,8 @@ Json parse(std::string_view json, const std::string& source) {
 std::unique_ptr<Reader> reader_from_deck(std::string_view json, const std::string& source) {
     const Json parsed = parse(json, source);
     const Node deck(parsed, source, "");
-    deck.allow({"reader", "cards", "faults"});
+    deck.allow({"$schema", "reader", "cards", "faults"});
+    if (deck.has("$schema")) deck.at("$schema").text();  // for editors
     auto reader = std::make_unique<Reader>(deck.has("reader") ? read_settings(deck.at("reader"))
                                                               : ReaderSettings{});
     std::set<std::string> names;

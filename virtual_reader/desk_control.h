@@ -1,16 +1,13 @@
-// What a person does at the desk, as lines of text.
+// What a person does at the desk, as lines of text, and what comes of it:
 //
-//   insert NAME [slot N]   puts a card into the reader, or where its kind belongs: the field, the
-//   ID
-//                          module; a magnetic card is swiped, again and again until it is removed
-//   remove NAME            takes it out
-//   fault KIND [NAME VALUE ...]   from now on one of its answers goes wrong (see faults/fault.h):
-//                          "fault corrupt after 2 at 5 bytes FF"
-//   fault none             its answers are right again
-//   unplug, plug           takes the reader off its line, and puts it back
-//   status                 cards and counters
-//   help                   this list
-//   quit                   ends the program
+//   insert visitor              ok
+//   list                          member: slot 0, powered
+//                                 visitor: in the field, not powered
+//                               ok
+//   remove nobody               error no card is named nobody
+//
+// Every line but a blank one is answered, last by a line that begins with "ok" or "error"; lines
+// before it are indented. desk_commands() tells the commands.
 #pragma once
 
 #include <string>
@@ -20,16 +17,16 @@
 
 namespace virtual_reader {
 
-// The commands and what they do, as "help" tells them.
-std::string desk_commands();
-
 struct ControlAnswer {
-    std::string text;  // lines for the person, each with its end
+    std::string text;  // lines, each with its end
     bool quit = false;
 };
 
-// Does what a line says. A line that makes no sense is answered with what would, and one that could
-// not be carried out with why.
+// The commands and what they do, and the same of faults; for people.
+std::string desk_commands();
+std::string fault_help();
+
+// Does what a line says.
 ControlAnswer control(Reader& reader, std::string_view line);
 
 }  // namespace virtual_reader

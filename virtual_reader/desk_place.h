@@ -32,6 +32,8 @@ class DeskPlace {
         card_ = nullptr;
     }
 
+    void remove_all() { card_ = nullptr; }
+
     // The card that is there, or nullptr.
     Card* card() const { return card_; }
 

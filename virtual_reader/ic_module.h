@@ -1,7 +1,6 @@
 // The IC module: contact slots and the contactless field, and the cards in them.
 #pragma once
 
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,9 +17,6 @@ struct Place {
     int slot = 0;  // of a contact card
 
     friend bool operator==(const Place&, const Place&) = default;
-    friend bool operator<(const Place& left, const Place& right) {
-        return left.field != right.field ? right.field : left.slot < right.slot;
-    }
 };
 
 enum class Outcome {
@@ -43,6 +39,15 @@ class IcModule {
     // Puts a card from the drawer into its field or a slot; another one there goes back. Throws
     // std::invalid_argument for an unknown name, and what the card throws that cannot come.
     void insert(std::string_view name, int slot = 0);
+
+    // Puts a contactless card beside the one in the field. While there are two, none of them can be
+    // powered; one that is powered already stays so. Throws std::invalid_argument for other cards.
+    void insert_beside(std::string_view name);
+
+    bool has(std::string_view name) const;
+
+    // Where a card is, if it is in.
+    std::optional<Place> place_of(std::string_view name) const;
 
     // Takes a card out, or all of them. Throws std::invalid_argument for a card that is not in.
     void remove(std::string_view name);
@@ -69,6 +74,7 @@ class IcModule {
 
   private:
     struct Inserted {
+        Place place;
         Card* card;
         bool powered;
         int number;
@@ -77,10 +83,15 @@ class IcModule {
     Card& find(std::string_view name) const;
     const Inserted* at(Place place) const;
     Inserted* at(Place place);
-    void take_out(Card& card);
+    const Inserted* find_inserted(const Card& card) const;
+    bool is_crowded(Place place) const;
+    template <class Taken>
+    void take_out(Taken is_taken);
+    void put(Card& card, Place place);
+    std::string where(const Card& card) const;
 
     std::vector<std::unique_ptr<Card>> drawer_;
-    std::map<Place, Inserted> inserted_;
+    std::vector<Inserted> inserted_;  // in the order in which they came
     int insertions_ = 0;
 };
 

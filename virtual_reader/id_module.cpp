@@ -47,6 +47,11 @@ void IdModule::remove(std::string_view name) {
     step_ = Step::none;
 }
 
+void IdModule::remove_all() {
+    place_.remove_all();
+    step_ = Step::none;
+}
+
 Bytes IdModule::answer(View command) {
     if (command.size() != 2) return answer_of(status_unknown_command);
     switch (command[0] << 8 | command[1]) {

@@ -19,6 +19,7 @@ class IdModule {
     // Both throw std::invalid_argument as DeskPlace does.
     void insert(std::string_view name);
     void remove(std::string_view name);
+    void remove_all();
 
     // The answer to a command: three status bytes and data.
     Bytes answer(View command);

@@ -21,6 +21,7 @@ class MagneticModule {
     // std::invalid_argument as DeskPlace does.
     void insert(std::string_view name);
     void remove(std::string_view name) { place_.remove(name); }
+    void remove_all() { place_.remove_all(); }
 
     // A read or write request, without its ESC. Nothing when it has to wait; one request waits at a
     // time, the last.

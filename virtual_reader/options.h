@@ -13,8 +13,10 @@ struct Options {
     std::string deck;  // file; empty: the built-in one
     bool show_deck = false;
     bool usb = false;
+    bool check = false;
     std::string card;
     std::string recording;    // file to be the reader of; empty: one with cards
+    std::string control;      // path of a socket
     std::string vpcd;         // HOST:PORT to connect to
     std::string vpcd_listen;  // HOST:PORT to listen at
     bool true_timing = false;

@@ -31,6 +31,7 @@ constexpr int baud_rates[] = {9600, 19200, 38400, 57600, 115200};
 constexpr std::uint8_t field_slot = 0xFF;
 constexpr std::size_t serial_number_size = 32;
 
+constexpr char base_mode = 'B';
 constexpr char id_mode = 'S';
 constexpr char fast_rate = '4';
 
@@ -120,7 +121,7 @@ void Reader::plug_in() {
     baud_ = settings_.baud;
     base_baud_.reset();
     pass_through_port_ = 'A';
-    mode_ = 'B';
+    mode_ = base_mode;
 }
 
 void Reader::insert(std::string_view name, int slot) {
@@ -133,6 +134,40 @@ void Reader::remove(std::string_view name) {
     if (magnetic_.has(name)) return magnetic_.remove(name);
     if (id_.has(name)) return id_.remove(name);
     ic_.remove(name);
+}
+
+void Reader::remove_all() {
+    magnetic_.remove_all();
+    id_.remove_all();
+    ic_.remove_all();
+}
+
+void Reader::insert_beside(std::string_view name) {
+    if (magnetic_.has(name) || id_.has(name))
+        throw std::invalid_argument("the card " + std::string(name) + " is not contactless");
+    ic_.insert_beside(name);
+}
+
+bool Reader::has(std::string_view name) const {
+    return magnetic_.has(name) || id_.has(name) || ic_.has(name);
+}
+
+bool Reader::is_in(std::string_view name) const {
+    const auto lies_in = [&](const auto& module) {
+        return module.card() != nullptr && module.card()->name() == name;
+    };
+    return lies_in(magnetic_) || lies_in(id_) || ic_.place_of(name);
+}
+
+void Reader::swap(std::string_view old_name, std::string_view new_name) {
+    for (const std::string_view name : {old_name, new_name}) {
+        if (!has(name)) throw std::invalid_argument("no card is named " + std::string(name));
+    }
+    if (!is_in(old_name))
+        throw std::invalid_argument("the card " + std::string(old_name) + " is not in the reader");
+    const int slot = ic_.place_of(old_name).value_or(Place{}).slot;
+    remove(old_name);
+    insert(new_name, slot);
 }
 
 Bytes Reader::receive_serial(View bytes) {
@@ -177,6 +212,7 @@ Bytes Reader::answer_escape(View body, Line line) {
         case 'S':
             ++counts_.resets;
             magnetic_.reset();
+            enter_mode(base_mode);
             return {};
         case '0':
             magnetic_.reset();
@@ -192,17 +228,21 @@ Bytes Reader::answer_escape(View body, Line line) {
     }
 }
 
-// Towards the ID module a serial host goes on at the rate of the command, and comes back to its
-// own.
-Bytes Reader::change_mode(char mode, char rate, Line line) {
+// Out of ID mode a serial line comes back to its own rate.
+void Reader::enter_mode(char mode) {
     mode_ = mode;
     stream_.listen_for_id(mode_ == id_mode);
+    if (mode_ == id_mode || !base_baud_) return;
+    baud_ = *base_baud_;
+    base_baud_.reset();
+}
+
+// Towards the ID module a serial host goes on at the rate of the command.
+Bytes Reader::change_mode(char mode, char rate, Line line) {
+    enter_mode(mode);
     if (mode_ == id_mode && line == Line::serial) {
         if (!base_baud_) base_baud_ = baud_;
         baud_ = rate == fast_rate ? 115200 : 9600;
-    } else if (mode_ != id_mode && base_baud_) {
-        baud_ = *base_baud_;
-        base_baud_.reset();
     }
     if (line == Line::serial && !settings_.answer_mode_on_serial) return {};
     return {static_cast<std::uint8_t>(mode), 0x00};
@@ -273,6 +313,7 @@ Bytes Reader::answer_union(View body) {
     if (begins_with(body, {0xF8, 0x00, 0xAA, 0xBB, 0x55, 0x44}, 6)) {
         ++counts_.device_resets;
         magnetic_.reset();
+        enter_mode(base_mode);
         return union_answer(0x0000, {});
     }
     if (body.size() >= 2 && body[0] == 0x32) {

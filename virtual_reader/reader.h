@@ -53,9 +53,18 @@ class Reader {
     void plug_in();
 
     // Puts a card, from whichever module's drawer, where it belongs; the slot is for contact cards.
-    // Both throw std::invalid_argument as IcModule does.
+    // Both throw as IcModule does.
     void insert(std::string_view name, int slot = 0);
     void remove(std::string_view name);
+    void remove_all();
+
+    // Puts a contactless card into the field without taking another one out of it. Throws
+    // std::invalid_argument for any other card.
+    void insert_beside(std::string_view name);
+
+    // Takes a card out and puts another one in its place, or where its kind belongs. Nothing moves
+    // when std::invalid_argument is thrown, for an unknown name or a card that is not in.
+    void swap(std::string_view old_name, std::string_view new_name);
 
     // "name: slot 0, powered" for every card, one a line.
     std::string describe() const { return ic_.describe() + magnetic_.describe() + id_.describe(); }
@@ -80,16 +89,21 @@ class Reader {
     const std::string& serial_number() const { return settings_.serial_number; }
     char pass_through_port() const { return pass_through_port_; }  // 'A' for none
 
-    // 'B' base, 'I' card module, 'S' ID mode: then ID frames are understood and no others.
+    // 'B' base, 'I' card module, 'S' ID mode: then ID frames are understood and no others. Both
+    // resets lead back to the base.
     char mode() const { return mode_; }
 
   private:
     enum class Line { serial, usb };
 
+    bool is_in(std::string_view name) const;
+    bool has(std::string_view name) const;
+
     Bytes receive(Line line, std::uint8_t mode_id, View bytes);
     Bytes answer(const Request& request, Line line);
     Bytes answer_escape(View body, Line line);
     Bytes change_mode(char mode, char rate, Line line);
+    void enter_mode(char mode);
     Bytes answer_ic(View body);
     Bytes answer_union(View body);
     Bytes take_late(Line line);

@@ -285,7 +285,8 @@ TEST(Deck, RefusesANumberBeyondAllNumbers) {
 TEST(Deck, SaysWhatWasExpectedAndFound) {
     const std::pair<const char*, const char*> rows[] = {
         {"[]", "deck: /: expected an object, found array"},
-        {R"({"card": []})", "deck: /card: unknown key, expected one of reader, cards, faults"},
+        {R"({"card": []})",
+         "deck: /card: unknown key, expected one of $schema, reader, cards, faults"},
         {R"({"cards": {}})", "deck: /cards: expected an array, found object"},
         {R"({"cards": [{"type": "iso"}]})", "deck: /cards/0: expected a key name"},
         {R"({"cards": [7]})", "deck: /cards/0: expected an object, found 7"},
@@ -294,6 +295,16 @@ TEST(Deck, SaysWhatWasExpectedAndFound) {
          R"(deck: /cards/0/type: expected one of "iso", "payment", "purse", "social-security", "magnetic", "identity", "mifare-classic", "ultralight-c", "hostile", "vpcd", found "emv")"},
         {R"({"cards": [{"type": "iso", "name": "a b"}]})",
          R"(deck: /cards/0/name: expected a name without blanks, found "a b")"},
+        {R"({"cards": [{"type": "iso", "name": "a\tb"}]})",
+         R"(deck: /cards/0/name: expected a name without blanks, found "a\tb")"},
+        {R"({"reader": {"baud": 14400}})",
+         "deck: /reader/baud: expected 1200, 2400, 4800, 9600, 19200, 38400, 57600 or 115200, "
+         "found 14400"},
+        {R"({"cards": [{"type": "mifare-classic", "name": "a",
+            "blocks": [{"number": 4, "value": 18446744073709551615}]}]})",
+         "deck: /cards/0/blocks/0/value: expected a whole number from -2147483648 to 2147483647, "
+         "found 18446744073709551615"},
+        {R"({"$schema": 7})", "deck: /$schema: expected a text, found 7"},
         {R"({"cards": [{"type": "iso", "name": "a"}, {"type": "iso", "name": "a"}]})",
          R"(deck: /cards/1/name: expected a name of its own for each card, found "a")"},
         {R"({"cards": [{"type": "iso", "name": "a", "answer": "3"}]})",
@@ -311,12 +322,13 @@ TEST(Deck, SaysWhatWasExpectedAndFound) {
         {R"({"cards": [{"type": "iso", "name": "a", "files": [{"id": "2F00", "records": [7]}]}]})",
          R"(deck: /cards/0/files/0/records/0: expected a text or {"hex": ...}, found 7)"},
         {R"({"reader": {"baud": 300}})",
-         "deck: /reader/baud: expected a whole number from 1200 to 115200, found 300"},
+         "deck: /reader/baud: expected 1200, 2400, 4800, 9600, 19200, 38400, 57600 or 115200, "
+         "found 300"},
         {R"({"reader": {"baud": 18446744073709551615}})",
-         "deck: /reader/baud: expected a whole number from 1200 to 115200, found "
+         "deck: /reader/baud: expected a whole number from 0 to 2147483647, found "
          "18446744073709551615"},
         {R"({"reader": {"baud": 9600.5}})",
-         "deck: /reader/baud: expected a whole number from 1200 to 115200, found 9600.5"},
+         "deck: /reader/baud: expected a whole number from 0 to 2147483647, found 9600.5"},
         {R"({"reader": {"serial_number": "123456789012345678901234567890123"}})",
          R"(deck: /reader/serial_number: expected at most 32 characters, found "123456789012345678901234567890123")"},
     };

@@ -283,11 +283,12 @@ TEST(Faults, ComeAsLinesToo) {
     EXPECT_EQ(say("fault truncate at 1"), "ok\n");
     EXPECT_EQ(say("fault mute after 9"), "ok\n");
     EXPECT_EQ(joined(reader->faults().spoil(hex("0102"))), "01");
-    EXPECT_NE(say("status").find("\nfaults waiting: 1, answers spoiled: 1\n"), std::string::npos);
+    EXPECT_NE(say("status").find("\n  faults waiting: 1, answers spoiled: 1\n"), std::string::npos);
     EXPECT_EQ(say("fault none"), "ok\n");
     EXPECT_EQ(reader->faults().waiting(), 0u);
-    EXPECT_EQ(say("fault drop at x"), "expected a number from 0 to 1000000, not x\n");
-    EXPECT_EQ(say("fault").find("expected a fault out of drop, "), 0u);
+    EXPECT_EQ(say("fault drop at x"), "error expected a number from 0 to 1000000, not x\n");
+    EXPECT_EQ(say("fault"), "error expected fault none, or fault KIND ...\n");
+    EXPECT_EQ(say("fault explode").find("error expected a fault out of drop, "), 0u);
     EXPECT_EQ(say("unplug"), "ok\n");
     EXPECT_NE(say("status").find(", unplugged\n"), std::string::npos);
     EXPECT_EQ(say("plug"), "ok\n");

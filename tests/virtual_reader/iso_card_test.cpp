@@ -119,6 +119,16 @@ TEST_F(Iso, ForgetsItsSelectionWithoutPower) {
         << "back in the master file";
 }
 
+TEST(IsoByProcedureBytes, AnEmptyRecordHasNoRightLength) {
+    IsoCardSettings with = settings();
+    with.by_procedure_bytes = true;
+    with.files.master.files.push_back({0x2F01, 4, {}, {Bytes{}}});
+    IsoCard card(with);
+    card.power_on();
+    for (const char* command : {"00 B2 01 24 00", "00 B2 01 24 0A"})
+        EXPECT_EQ(kit::to_hex(card.transmit(hex(command))), "9000") << command;
+}
+
 TEST(IsoByProcedureBytes, LetsResponsesWait) {
     IsoCardSettings with = settings();
     with.by_procedure_bytes = true;

@@ -72,6 +72,17 @@ TEST_F(Usb, UnpluggingEndsWaitingAndLosesWhatWaited) {
     EXPECT_TRUE(port_.read_report(100ms));
 }
 
+TEST_F(Usb, UnpluggingLosesHalfARequest) {
+    const Bytes request = ic_frame(hex("E1 01"));
+    port_.write_report(output_report(2, Bytes(request.begin(), request.begin() + 6)));
+    port_.unplug();
+    port_.plug();
+    port_.write_report(output_report(2, Bytes(request.begin() + 6, request.end())));
+    EXPECT_FALSE(port_.read_report(1ms));
+    port_.write_report(output_report(2, request));
+    EXPECT_TRUE(port_.read_report(100ms));
+}
+
 TEST_F(Usb, AnswersLateWhenACardIsSwiped) {
     port_.with_reader([](Reader& reader) {
         reader.magnetic().add(std::make_unique<MagneticCard>(
@@ -225,6 +236,13 @@ class Host {
     Host(const Host&) = delete;
     Host& operator=(const Host&) = delete;
 
+    void set_rate(speed_t rate) const {
+        termios settings{};
+        tcgetattr(file_, &settings);
+        cfsetspeed(&settings, rate);
+        tcsetattr(file_, TCSANOW, &settings);
+    }
+
     void say(const Bytes& request) const {
         EXPECT_EQ(write(file_, request.data(), request.size()),
                   static_cast<ssize_t>(request.size()));
@@ -276,6 +294,43 @@ TEST(SerialLink, ChangesItsRateBehindTheAnswer) {
     }
     const Host host(reader.device(), B115200);
     EXPECT_EQ(host.exchange(ic_frame(hex("E1 01")), 2s), ic_frame(hex("00 3B 04 44 45 53 48")));
+}
+
+// Between two looks of the reader at its line.
+TEST(SerialLink, ARateThatWasJustChangedIsNotTakenForTheOneBefore) {
+    const auto reader = reader_from_deck(default_deck(), "built-in");
+    SerialLine line;
+    const Host host(line.device(), B9600);
+    line.serve(*reader);
+    const Bytes request = ic_frame(hex("E1 01"));
+    host.set_rate(B115200);
+    host.say(request);
+    line.serve(*reader);
+    EXPECT_EQ(host.hear(0x03, 20ms), Bytes{});
+    EXPECT_EQ(line.misread(), request.size());
+    EXPECT_EQ(reader->counts().requests, 0);
+    host.set_rate(B9600);
+    host.say(request);
+    line.serve(*reader);
+    EXPECT_EQ(host.hear(0x03, 2s), ic_frame(hex("00 3B 04 44 45 53 48")));
+}
+
+TEST(SerialLink, AModeCommandMayGoAheadOfAChangeOfRate) {
+    const auto reader = reader_from_deck(default_deck(), "built-in");
+    SerialLine line;
+    const Host host(line.device(), B9600);
+    line.serve(*reader);
+    host.say(hex("1B 24 53 34"));
+    host.set_rate(B115200);
+    host.say(kit::id_frame(hex("10 FF")));
+    line.serve(*reader);
+    EXPECT_EQ(host.hear(0xFF, 50ms), kit::id_frame(hex("00 00 90")));
+    host.say(hex("1B 24 42 30"));
+    host.set_rate(B9600);
+    host.say(ic_frame(hex("E1 01")));
+    line.serve(*reader);
+    EXPECT_EQ(host.hear(0x03, 2s), ic_frame(hex("00 3B 04 44 45 53 48")));
+    EXPECT_EQ(line.misread(), 0u);
 }
 
 TEST(SerialLink, CardsCanBeMovedWhileItServes) {

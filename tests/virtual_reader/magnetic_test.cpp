@@ -225,8 +225,8 @@ TEST_F(Magnetic, CardsMoveByName) {
     EXPECT_EQ(reader_.magnetic().card()->name(), "blank");
     EXPECT_EQ(reader_.describe(),
               "full: out\nblank: swiped\ndamaged: out\nworn: out\nbad-third: out\n");
-    EXPECT_EQ(control(reader_, "remove full").text, "the card full is not in the reader\n");
-    EXPECT_EQ(control(reader_, "remove nobody").text, "no card is named nobody\n");
+    EXPECT_EQ(control(reader_, "remove full").text, "error the card full is not in the reader\n");
+    EXPECT_EQ(control(reader_, "remove nobody").text, "error no card is named nobody\n");
 }
 
 }  // namespace

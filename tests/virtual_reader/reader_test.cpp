@@ -143,6 +143,12 @@ TEST_F(ReaderTest, InformationAndSerialNumber) {
     write.resize(33);
     EXPECT_EQ(reader_.receive_serial(ic_frame(write)), ic_frame(hex("00")));
     EXPECT_EQ(reader_.serial_number(), "NEW-8");
+    for (const std::size_t size : {1u, 31u, 33u}) {
+        EXPECT_EQ(reader_.receive_serial(ic_frame(kit::join({{0xF2}, Bytes(size, 'X')}))),
+                  ic_frame(hex("A1")))
+            << size;
+    }
+    EXPECT_EQ(reader_.serial_number(), "NEW-8") << "a number has 32 bytes";
 }
 
 TEST_F(ReaderTest, BeepAndResets) {
@@ -182,6 +188,23 @@ TEST_F(ReaderTest, ModeCommandsAreAnsweredOverUsb) {
     EXPECT_EQ(reader_.mode(), 'B');
     Reader answering(ReaderSettings{"", "", 9600, true});
     EXPECT_EQ(answering.receive_serial(hex("1B 24 49 30")), hex("49 00"));
+}
+
+TEST_F(ReaderTest, BothResetsLeadBackToTheBase) {
+    reader_.receive_serial(hex("1B 24 53 34"));
+    EXPECT_EQ(reader_.mode(), 'S');
+    EXPECT_EQ(reader_.baud(), 115200);
+    EXPECT_EQ(reader_.receive_serial(hex("1B 53")), Bytes{});
+    EXPECT_EQ(reader_.mode(), 'B');
+    EXPECT_EQ(reader_.baud(), 9600) << "the rate of the base";
+    EXPECT_EQ(ic("D1"), ic_answer("FB")) << "IC frames are understood again";
+    reader_.receive_serial(hex("1B 24 49 30"));
+    EXPECT_EQ(reader_.mode(), 'I');
+    EXPECT_EQ(union_("F8 00 AA BB 55 44"), union_answer("00 00"));
+    EXPECT_EQ(reader_.mode(), 'B');
+    EXPECT_EQ(ic("BB 04"), ic_answer("00"));
+    reader_.receive_serial(hex("1B 53"));
+    EXPECT_EQ(reader_.baud(), 115200) << "a rate that was set stays";
 }
 
 TEST_F(ReaderTest, ModeIdsAddressModules) {

@@ -9,6 +9,7 @@
 
 #include "cards/card.h"
 #include "vpcd/connection.h"
+#include "vpcd/door.h"
 
 namespace virtual_reader {
 

@@ -1,6 +1,8 @@
 #include "decks/node.h"
 
 #include <algorithm>
+#include <cmath>
+#include <optional>
 #include <stdexcept>
 
 #include <nlohmann/json.hpp>
@@ -14,6 +16,17 @@ std::string byte_count(std::size_t fewest, std::size_t most) {
     const std::string unit = most == 1 ? " byte" : " bytes";
     if (fewest == most) return std::to_string(most) + unit;
     return std::to_string(fewest) + " to " + std::to_string(most) + unit;
+}
+
+// The value of a whole number, however it is written: 9600 and 9600.0 are one.
+std::optional<std::int64_t> whole_number(const nlohmann::json& json) {
+    constexpr double exact = 9007199254740992;  // beyond 2 to the 53rd not all numbers are
+    if (json.is_number_unsigned() && json.get<std::uint64_t>() > INT64_MAX) return std::nullopt;
+    if (json.is_number_integer()) return json.get<std::int64_t>();
+    if (!json.is_number_float()) return std::nullopt;
+    const double value = json.get<double>();
+    if (std::abs(value) > exact || value != std::floor(value)) return std::nullopt;
+    return static_cast<std::int64_t>(value);
 }
 
 }  // namespace
@@ -78,10 +91,9 @@ int Node::number(int lowest, int highest) const {
 std::int64_t Node::large_number(std::int64_t lowest, std::int64_t highest) const {
     const std::string expected =
         "a whole number from " + std::to_string(lowest) + " to " + std::to_string(highest);
-    if (!json_.is_number_integer()) fail(expected);
-    const auto value = json_.get<std::int64_t>();
-    if (value < lowest || value > highest) fail(expected);
-    return value;
+    const auto value = whole_number(json_);
+    if (!value || *value < lowest || *value > highest) fail(expected);
+    return *value;
 }
 
 std::string Node::digits(std::size_t fewest, std::size_t most) const {

@@ -105,24 +105,40 @@ void unplug(const Fault& fault, SpoiledAnswer& answer) {
 }
 
 constexpr FaultKind kinds[] = {
-    {"drop", drop, 1},
-    {"delay", delay, 0},
-    {"duplicate", duplicate, 0},
-    {"truncate", truncate, 0},
-    {"corrupt", corrupt, 1},
-    {"reorder", reorder, 0},
-    {"split", split, 1},
-    {"merge", merge, 0},
-    {"noise", noise, 0},
-    {"trail", trail, 0},
-    {"preamble", spoil_preamble, 0},
-    {"length", spoil_length, 0},
-    {"check", spoil_check, 0},
-    {"status", spoil_status, 0},
-    {"report", report, 1},
-    {"mute", mute, 0},
-    {"stall", stall, 0},
-    {"unplug", unplug, 0},
+    {"drop", drop, 1, "COUNT bytes (1) from AT on are lost"},
+    {"delay", delay, 0, "the answer begins MS later"},
+    {"duplicate", duplicate, 0, "COUNT bytes from AT on come twice; all of them without COUNT"},
+    {"truncate", truncate, 0, "the answer ends before byte AT"},
+    {"corrupt", corrupt, 1,
+     "COUNT bytes (1) from AT on are changed by XOR with the first of\n"
+     "BYTES (FF)"},
+    {"reorder", reorder, 0, "COUNT bytes from AT on come in reverse; all of them without COUNT"},
+    {"split", split, 1,
+     "the answer comes in pieces of COUNT bytes (1) with MS between\n"
+     "them: over USB reports, on other lines writes"},
+    {"merge", merge, 0,
+     "the answer is held back and comes together with the next one, in\n"
+     "one piece"},
+    {"noise", noise, 0, "BYTES come before the answer"},
+    {"trail", trail, 0, "BYTES come after it"},
+    {"preamble", spoil_preamble, 0, "the frame begins with a wrong byte"},
+    {"length", spoil_length, 0, "the frame's length field is BYTES"},
+    {"check", spoil_check, 0, "the frame's check byte is wrong"},
+    {"status", spoil_status, 0,
+     "the status in the frame is BYTES, the last of which is repeated as\n"
+     "needed"},
+    {"report", report, 1,
+     "over USB COUNT input reports (1) go before the answer that are\n"
+     "BYTES as they stand; without BYTES they are empty"},
+    {"mute", mute, 0,
+     "the answer ends before byte AT, and then the reader says nothing\n"
+     "until the faults are cleared or it is plugged in again"},
+    {"stall", stall, 0,
+     "the answer is lost, and over USB the report with which its request\n"
+     "ended is refused"},
+    {"unplug", unplug, 0,
+     "the first AT bytes of the answer come, and then the reader is gone\n"
+     "until it is plugged in"},
 };
 
 }  // namespace
@@ -138,6 +154,10 @@ std::string fault_kind_names() {
     for (const FaultKind& kind : kinds)
         names += std::string(names.empty() ? "" : ", ") + kind.name;
     return names;
+}
+
+std::span<const FaultKind> fault_kinds() {
+    return kinds;
 }
 
 Fault fault_of(const FaultKind& kind) {

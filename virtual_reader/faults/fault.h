@@ -1,30 +1,9 @@
-// What a reader does wrong on purpose, one answer at a time.
-//
-//   drop        `count` bytes from `at` on are lost
-//   delay       the answer begins `ms` later
-//   duplicate   `count` bytes from `at` on come twice; all of them with a count of 0
-//   truncate    the answer ends before byte `at`
-//   corrupt     `count` bytes from `at` on are changed by XOR with the first of `bytes` (FF)
-//   reorder     `count` bytes from `at` on come in reverse; all of them with a count of 0
-//   split       the answer comes in pieces of `count` bytes with `ms` between them: over USB
-//               reports, on a serial line writes
-//   merge       the answer is held back and comes together with the next one, in one piece
-//   noise       `bytes` come before the answer
-//   trail       `bytes` come after it
-//   preamble    the frame begins with a wrong byte
-//   length      the frame's length field is `bytes`
-//   check       the frame's check byte is wrong
-//   status      the status in the frame is `bytes`, the last of which is repeated as needed
-//   report      over USB `count` input reports go before the answer that are `bytes` as they stand;
-//               without bytes they are empty
-//   mute        the answer ends before byte `at`, and then the reader says nothing until the
-//               faults are cleared or it is plugged in again
-//   stall       the answer is lost, and over USB the report with which its request ended is refused
-//   unplug      the first `at` bytes of the answer come, and then the reader is gone; it is plugged
-//               in again as a person would do it
+// What a reader does wrong on purpose, one answer at a time. The kinds explain themselves in
+// fault.cpp, and so to whoever asks the program for help.
 #pragma once
 
 #include <chrono>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -69,11 +48,14 @@ struct FaultKind {
     const char* name;
     void (*spoil)(const Fault&, SpoiledAnswer&);
     std::size_t count;  // unless it is given
+    const char* help;   // lines; numbers in brackets are what counts unless it is given
 };
 
 // The kind of that name, or nullptr; and all names, with ", " between them.
 const FaultKind* find_fault_kind(std::string_view name);
 std::string fault_kind_names();
+
+std::span<const FaultKind> fault_kinds();
 
 // A fault of a kind with what it has unless it is told otherwise.
 Fault fault_of(const FaultKind& kind);

@@ -136,12 +136,16 @@ void SerialLine::write_due() {
         write_all(*bytes);
 }
 
-// A host that changes its rate may have sent a byte at either of them. The answer is for those who
-// listen at the rate at which it goes out.
+// A host that has just changed its rate may have sent a byte before or after that. Before it there
+// can only have been escape commands: all others are answered, and a host hears the answer first.
+// The answer is for those who listen at the rate at which it goes out.
 void SerialLine::receive(Reader& reader, std::uint8_t byte, int rate_before) {
+    constexpr std::uint8_t esc = 0x1B;
     const int rate = reader.baud();
     received_ = std::max(now_(), received_) + on_the_wire(1, rate);
-    if (rate != last_rate_ && rate != rate_before) {
+    const bool is_of_before =
+        rate == rate_before && (byte == esc || reader.stream().is_within_escape());
+    if (rate != last_rate_ && !is_of_before) {
         ++misread_;
         return;
     }

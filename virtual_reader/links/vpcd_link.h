@@ -12,6 +12,7 @@
 #include "links/link.h"
 #include "links/output_queue.h"
 #include "vpcd/connection.h"
+#include "vpcd/door.h"
 
 namespace virtual_reader {
 

@@ -12,7 +12,7 @@
 #include <optional>
 
 #include "bytes.h"
-#include "vpcd/socket.h"
+#include "socket.h"
 
 namespace virtual_reader {
 

@@ -152,6 +152,10 @@ bool begins_ic_frame(View bytes) {
 
 }  // namespace
 
+bool RequestStream::is_within_escape() const {
+    return !held_.empty() && held_.front() == esc;
+}
+
 std::optional<Request> RequestStream::next() {
     while (!held_.empty()) {
         const View bytes(held_);

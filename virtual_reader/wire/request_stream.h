@@ -22,6 +22,9 @@ class RequestStream {
     // length or check byte; both are counted.
     std::optional<Request> next();
 
+    // Whether an escape command has begun and not ended.
+    bool is_within_escape() const;
+
     std::size_t noise() const { return noise_; }
     std::size_t rejected() const { return rejected_; }
 

@@ -1,4 +1,4 @@
-#include "vpcd/socket.h"
+#include "vpcd/door.h"
 
 #include <cerrno>
 #include <charconv>
@@ -12,7 +12,6 @@
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 namespace virtual_reader {
 namespace {
@@ -171,10 +170,6 @@ class ListeningDoor final : public Door {
 };
 
 }  // namespace
-
-Socket::~Socket() {
-    if (descriptor_ >= 0) close(descriptor_);
-}
 
 Address address_from_text(std::string_view text) {
     const std::size_t colon = text.rfind(':');
