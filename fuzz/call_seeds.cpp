@@ -32,8 +32,9 @@ const Variant variants[] = {
      R"("balance": 10000, "options": "objects", "cryptogram_objects": true)"},
     {" residence", R"("kind": "resident")", R"("kind": "residence")"},
     {" foreign", R"("kind": "resident",
-      "texts": { "name")",
-     R"("kind": "foreign", "texts": { "english_name")"},
+      "texts": { "name": "样本甲", "sex": "1", "number": "999999200001019991")",
+     R"("kind": "foreign",
+      "texts": { "english_name": "EXAMPLE", "sex": "1", "number": "AAA999999999999")"},
 };
 
 std::unique_ptr<Reader> recorded_reader(const Call& call, const Variant& variant) {

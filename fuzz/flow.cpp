@@ -3,7 +3,7 @@
 #include <deskreader.h>
 
 #include <array>
-#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -33,6 +33,7 @@ class Beginning {
         std::memset(g_IccAppData, 0, sizeof g_IccAppData);
         DC_Init(&context);
         COMM_notcancle();
+        std::srand(1);
         g_DevBaud = baud;
         g_Slot = 0;
         g_IcType = 0;

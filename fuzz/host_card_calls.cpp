@@ -85,8 +85,9 @@ int generate_kp(Host& h) {
                                                   h.text_room(4000), h.limit(), h.text_room(1025)});
 }
 int complete_kp(Host& h) {
-    RD_ICGenARQC_KP(h.place(), h.text(application), h.text(terminal_transaction), 4000,
-                    h.text_room(4000), 1, h.text_room(1025));
+    char* name = h.text(application);
+    RD_ICGenARQC_KP(h.place(), name, h.text(terminal_transaction), 4000, h.text_room(4000), 1,
+                    h.text_room(1025));
     char* answer = h.text(issuer_answer);
     if (runs_for_ever(std::string_view(answer))) return skipped;
     const auto data = h.data({0x8D, 0x02, 0x8A, 0x02});
