@@ -145,11 +145,16 @@ void exchanges_at_once(const Plan& plan, const bench::PcscPeer* pcsc) {
     const Bytes apdu = kit::hex(read_record);
     for (const Frame& frame : frames()) {
         configure(plan, frame.iccmd);
-        const auto beside = [&](const char* link, std::function<void()> floor) {
+        const auto beside = [&](const char* link, std::function<void()> floor,
+                                std::function<void()> polling = nullptr) {
             std::vector<Subject> subjects = {
                 {row_of("exchange", link, frame, at_once), exchange_here},
                 {row_of("floor", link, frame, at_once), std::move(floor)},
                 {row_of("config", link, frame, at_once), read_config}};
+            if (polling) {
+                subjects.push_back(
+                    {row_of("polled floor", link, frame, at_once), std::move(polling), false});
+            }
             if (pcsc != nullptr) {
                 subjects.push_back({row_of("pcscd", link, frame, at_once),
                                     [pcsc, &apdu] { pcsc->transmit(apdu); }});
@@ -166,7 +171,9 @@ void exchanges_at_once(const Plan& plan, const bench::PcscPeer* pcsc) {
         GSetComName(serial_port, reader.device().c_str());
         const Connection connection(serial_port, 9600);
         const bench::BareLine bare(reader.device());
-        beside("serial", [&] { bare.exchange(frame.request, frame.answer.size()); });
+        beside(
+            "serial", [&] { bare.exchange(frame.request, frame.answer.size()); },
+            [&] { bare.exchange_polling(frame.request, frame.answer.size()); });
     }
 }
 

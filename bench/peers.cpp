@@ -81,16 +81,33 @@ BareLine::~BareLine() {
     close(file_);
 }
 
-void BareLine::exchange(const kit::Bytes& frame, std::size_t answer_size) const {
+void BareLine::send(const kit::Bytes& frame) const {
     require(::write(file_, frame.data(), frame.size()) == static_cast<ssize_t>(frame.size()),
             "the line takes no bytes");
+}
+
+std::size_t BareLine::receive() const {
     std::array<std::uint8_t, 2048> answer;
-    for (std::size_t got = 0; got < answer_size;) {
+    const ssize_t count = ::read(file_, answer.data(), answer.size());
+    require(count > 0, "the line is silent");
+    return static_cast<std::size_t>(count);
+}
+
+void BareLine::exchange(const kit::Bytes& frame, std::size_t answer_size) const {
+    send(frame);
+    for (std::size_t got = 0; got < answer_size; got += receive()) {
         pollfd line{file_, POLLIN, 0};
         require(poll(&line, 1, limit_ms) == 1, "the line is silent");
-        const ssize_t count = ::read(file_, answer.data(), answer.size());
-        require(count > 0, "the line is silent");
-        got += static_cast<std::size_t>(count);
+    }
+}
+
+void BareLine::exchange_polling(const kit::Bytes& frame, std::size_t answer_size) const {
+    send(frame);
+    const timespec slice{0, 10'000};
+    for (std::size_t got = 0; got < answer_size; got += receive()) {
+        pollfd line{file_, POLLIN, 0};
+        while (ppoll(&line, 1, &slice, nullptr) == 0) {
+        }
     }
 }
 

@@ -38,7 +38,13 @@ class BareLine {
     // Throws std::runtime_error if the line goes silent.
     void exchange(const kit::Bytes& frame, std::size_t answer_size) const;
 
+    // The same, waiting for the answer ten microseconds at a time.
+    void exchange_polling(const kit::Bytes& frame, std::size_t answer_size) const;
+
   private:
+    void send(const kit::Bytes& frame) const;
+    std::size_t receive() const;
+
     int file_;
 };
 

@@ -8,6 +8,7 @@ set(cmake_directory ${CMAKE_INSTALL_LIBDIR}/cmake/deskreader)
 install(TARGETS deskreader EXPORT deskreader
   LIBRARY DESTINATION ${own_directory} COMPONENT library NAMELINK_COMPONENT development)
 install(FILES packaging/config.ini DESTINATION ${own_directory} COMPONENT library)
+install(FILES docs/man/deskreader-config.ini.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT library)
 install(PROGRAMS packaging/share-with-group DESTINATION ${own_directory} COMPONENT library)
 install(DIRECTORY DESTINATION ${own_directory}/log COMPONENT library)
 # udev reads this folder under /usr and /usr/local.
@@ -46,6 +47,8 @@ if(NOT DESKREADER_LIBRARY_ONLY)
   set_target_properties(ultralight_primitives PROPERTIES INSTALL_RPATH "\$ORIGIN")
   install(TARGETS ultralight_primitives record_companion LIBRARY DESTINATION ${own_directory} COMPONENT tools)
   install(TARGETS deskreader_tool virtual-reader DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+  install(FILES docs/man/deskreader.1 docs/man/virtual-reader.1
+    DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
   install(FILES ${PROJECT_BINARY_DIR}/completion/deskreader
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
   # zsh looks here below /usr/local; below /usr Debian has another place, see Packages.cmake.

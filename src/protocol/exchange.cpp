@@ -51,6 +51,7 @@ int copy_frame(Bytes rest, Buffer out) noexcept {
             : static_cast<std::size_t>(static_cast<const std::uint8_t*>(end) - rest.data()) + 1;
     const std::size_t count = std::min(length, out.size());
     std::memcpy(out.data(), rest.data(), count);
+    std::ranges::fill(out.subspan(count), std::uint8_t{0});
     return static_cast<int>(count);
 }
 

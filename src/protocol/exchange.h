@@ -52,7 +52,7 @@ inline constexpr std::uint8_t end_of_frame = 0x03;
 // The end test of frames of text: whether 03 stands anywhere in the bytes.
 int has_frame_end(unsigned char* received, unsigned length) noexcept;
 
-// Copies `rest`, which begins with a frame, through the first 03.
+// Copies `rest`, which begins with a frame, through the first 03. Clears the rest of `out`.
 // Returns the bytes copied.
 int copy_frame(Bytes rest, Buffer out) noexcept;
 
