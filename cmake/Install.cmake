@@ -54,4 +54,5 @@ if(NOT DESKREADER_LIBRARY_ONLY)
   # zsh looks here below /usr/local; below /usr Debian has another place, see Packages.cmake.
   install(FILES ${PROJECT_BINARY_DIR}/completion/_deskreader
     DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions COMPONENT tools_zsh)
+  install(FILES virtual_reader/decks/deck.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/deskreader COMPONENT tools)
 endif()

@@ -1,10 +1,12 @@
-// A deck: the reader's settings and its cards, from a JSON file.
+// A deck: the reader's settings and its cards, from a JSON file. decks/deck.schema.json tells the
+// same to editors, and to whoever has no sources.
 //
 //   {
 //     "reader": { "information": "...", "serial_number": "...", "baud": 9600,
 //                 "answer_mode_on_serial": false },
 //     "cards": [ { "type": "iso", ... }, ... ],
-//     "faults": [ { "kind": "delay", "after": 1, "ms": 500 }, ... ]      see decks/faults.h
+//     "faults": [ { "kind": "delay", "after": 1, "ms": 500 }, ... ],      see decks/faults.h
+//     "$schema": "..."                                                    for editors
 //   }
 //
 // Every card:
