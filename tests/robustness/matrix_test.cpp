@@ -15,6 +15,7 @@
 #include "kit/working_directory.h"
 #include "robustness/bench.h"
 #include "robustness/calls.h"
+#include "robustness/results.h"
 
 namespace {
 
@@ -87,23 +88,6 @@ struct sigaction before_us;
 void report_and_die(int, siginfo_t*, void*) {
     [[maybe_unused]] const auto told = write(STDERR_FILENO, current, std::strlen(current));
     sigaction(SIGSEGV, &before_us, nullptr);
-}
-
-bool is_defined(int result, bool is_terminal) {
-    constexpr struct {
-        int first, last;
-    } api[] = {{-1000, -1014}, {-2000, -2007}, {-2100, -2111}, {-3000, -3004},
-               {-4000, -4006}, {-4100, -4117}, {-5001, -5016}, {-5105, -5106}},
-      terminal[] = {{0, 0}, {-1, -32}, {-99, -99}};
-    const auto within = [result](const auto& row) {
-        return result <= row.first && result >= row.last;
-    };
-    if (is_terminal) return std::ranges::any_of(terminal, within);
-    constexpr int internal[] = {-1, -2, -3, -5, -16, -19, -22, -62, -74, -99, -125};
-    constexpr int most = 4096;  // some functions count bytes
-    return (result >= 0 && result <= most) ||
-           std::ranges::find(internal, result) != std::end(internal) ||
-           std::ranges::any_of(api, within);
 }
 
 class Matrix : public testing::TestWithParam<Link> {
