@@ -10,6 +10,8 @@
 #include <memory>
 #include <span>
 
+#include <sys/stat.h>
+
 #include "status.h"
 #include "support/shared_library.h"
 
@@ -99,12 +101,20 @@ struct CloseFile {
     void operator()(std::FILE* file) const noexcept { std::fclose(file); }
 };
 
+bool is_regular(std::FILE* file) noexcept {
+    struct stat info {};
+    return fstat(fileno(file), &info) == 0 && S_ISREG(info.st_mode);
+}
+
+// A picture that cannot be written whole leaves no file.
 int write_file(const char* path, std::span<const unsigned char> content) noexcept {
     const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(path, "wb+"));
     if (!file) return no_file;
     const bool written =
         std::fwrite(content.data(), 1, content.size(), file.get()) == content.size();
-    return std::fflush(file.get()) == 0 && written ? status::ok : no_file;
+    if (std::fflush(file.get()) == 0 && written) return status::ok;
+    if (is_regular(file.get())) std::remove(path);
+    return no_file;
 }
 
 }  // namespace

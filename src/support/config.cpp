@@ -35,6 +35,11 @@ constinit char file_path[1024] =
     "c:\\tmp\\config.ini";  // both in force only until the library is loaded
 constinit char library_path[1024] = "c:\\tmp\\";
 
+// Of memory that malloc gave: operator new would bring the runtime of exceptions.
+struct Free {
+    void operator()(char* memory) const noexcept { std::free(memory); }
+};
+
 // Reads a file line by line, in pieces of at most 255 bytes, line ends included.
 class PieceReader {
   public:
@@ -112,17 +117,67 @@ Descriptor open_existing(const char* path) noexcept {
     return Descriptor(path == nullptr ? -1 : open(path, O_RDWR | O_CLOEXEC));
 }
 
-// Deletes the file and creates it anew, for the same people as before. Where its directory does not
-// let it be deleted it is emptied.
-std::FILE* create_anew(const char* path, const struct stat& before) noexcept {
-    const bool deleted = std::remove(path) == 0;
-    std::FILE* file = std::fopen(path, deleted ? "a+" : "w+");
-    if (file == nullptr || !deleted) return file;
-    // The mode only together with the owners that it was meant for.
-    if (fchown(fileno(file), before.st_uid, before.st_gid) == 0) {
-        fchmod(fileno(file), before.st_mode & 07777);
+// Writes all of it. False when that is not possible.
+bool write_at(int file, std::size_t place, std::string_view text) noexcept {
+    while (!text.empty()) {
+        const ssize_t written = pwrite(file, text.data(), text.size(), static_cast<off_t>(place));
+        if (written < 0 && errno == EINTR) continue;
+        if (written <= 0) return false;
+        text.remove_prefix(static_cast<std::size_t>(written));
+        place += static_cast<std::size_t>(written);
     }
-    return file;
+    return true;
+}
+
+bool set_size(int file, std::size_t size) noexcept {
+    int result = 0;
+    do {
+        result = ftruncate(file, static_cast<off_t>(size));
+    } while (result != 0 && errno == EINTR);
+    return result == 0;
+}
+
+// The room is taken before anything is written, so a full disk shows while all is as it was.
+bool grow(int file, std::size_t size, std::size_t more) noexcept {
+    int result = 0;
+    do {
+        result = posix_fallocate(file, static_cast<off_t>(size), static_cast<off_t>(more));
+    } while (result == EINTR);
+    return result == 0;
+}
+
+// Puts other text in the place of that with which the file ends from `begin` on. The file stays the
+// same one, with its owners and rights; what cannot be written whole is taken back.
+void replace_end(int file, std::size_t begin, std::string_view old,
+                 std::string_view text) noexcept {
+    const bool has_room =
+        text.size() <= old.size() || grow(file, begin + old.size(), text.size() - old.size());
+    if (has_room && write_at(file, begin, text) && set_size(file, begin + text.size())) return;
+    write_at(file, begin, old);
+    set_size(file, begin + old.size());
+}
+
+// Puts "key=value" in the place of a line.
+void replace_line(int file, std::size_t begin, std::size_t line_size, const char* key,
+                  const char* value) noexcept {
+    struct stat info {};
+    if (fstat(file, &info) != 0) return;
+    const auto size = static_cast<std::size_t>(info.st_size);
+    if (size < begin + line_size) return;  // somebody cut it off meanwhile
+    const std::size_t old_size = size - begin;
+    const std::size_t setting_size = std::strlen(key) + std::strlen(value) + 2;  // with '=' and LF
+    const std::size_t new_size = setting_size + old_size - line_size;
+    const std::unique_ptr<char, Free> room(
+        static_cast<char*>(std::malloc(old_size + new_size + 1)));
+    if (!room) return;
+    char* const old = room.get();
+    char* const text = old + old_size;
+    if (pread(file, old, old_size, static_cast<off_t>(begin)) != static_cast<ssize_t>(old_size)) {
+        return;
+    }
+    std::snprintf(text, setting_size + 1, "%s=%s\n", key, value);
+    std::memcpy(text + setting_size, old + line_size, old_size - line_size);
+    replace_end(file, begin, {old, old_size}, {text, new_size});
 }
 
 void copy_default(const char* fallback, char* out) noexcept {
@@ -220,27 +275,12 @@ int _IniReadValue(const char* section, const char* key, const char* fallback, ch
 
 int _IniWriteValue(const char* section, const char* key, const char* value, const char* path) {
     if (any_null(section, key, value)) return status::invalid_argument;
-    Descriptor file = config::open_existing(path);
+    const Descriptor file = config::open_existing(path);
     if (!file.is_open()) return status::ok;
     config::PieceReader reader(file.get());
     if (!config::find_section(reader, section)) return status::ok;
     const auto line = config::find_key(reader, key);
     if (!line) return status::ok;
-    const std::size_t after = reader.position();
-    const std::size_t before = after - line->size();
-
-    struct stat info {};
-    if (fstat(file.get(), &info) != 0) return status::ok;
-    const auto size = static_cast<std::size_t>(info.st_size);
-    const std::unique_ptr<char, Free> content(static_cast<char*>(std::malloc(size)));
-    if (!content || pread(file.get(), content.get(), size, 0) != info.st_size) return status::ok;
-    file.close();
-
-    std::FILE* replaced = config::create_anew(path, info);
-    if (replaced == nullptr) return status::ok;
-    std::fwrite(content.get(), 1, before, replaced);
-    std::fprintf(replaced, "%s=%s\n", key, value);
-    std::fwrite(content.get() + after, 1, size - after, replaced);
-    std::fclose(replaced);
+    config::replace_line(file.get(), reader.position() - line->size(), line->size(), key, value);
     return status::ok;
 }

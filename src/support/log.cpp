@@ -102,7 +102,9 @@ int _Safe_vasprintf(char** out, const char* format, va_list args) {
     if (length < 0) return status::ok;
     const auto size = static_cast<std::size_t>(length) + 1;
     *out = static_cast<char*>(std::malloc(size));
-    if (*out != nullptr) std::vsnprintf(*out, size, format, args);
+    if (*out == nullptr || std::vsnprintf(*out, size, format, args) >= 0) return status::ok;
+    std::free(*out);
+    *out = nullptr;
     return status::ok;
 }
 

@@ -1,4 +1,5 @@
 // cJSON through the library, for hosts that look names up at run time.
+#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <regex>
@@ -63,6 +64,45 @@ TEST_F(JsonByName, AnswersEveryFunctionOfThePublicHeaderWithCjsonsOwn) {
         EXPECT_EQ(ours, dlsym(cjson, name.c_str())) << name << " is a stub";
     }
     dlclose(cjson);
+}
+
+// Memory that runs out at the allocation so many ahead, for cJSON.
+int allocations_left = 0;
+int allocations_held = 0;
+
+void* give_memory(std::size_t size) {
+    if (--allocations_left < 0) return nullptr;
+    ++allocations_held;
+    return std::malloc(size);
+}
+
+void take_memory(void* memory) {
+    if (memory != nullptr) --allocations_held;
+    std::free(memory);
+}
+
+TEST_F(JsonByName, LeavesNothingBehindWhenMemoryRunsOut) {
+    constexpr char document[] = R"({"card":"6228","tracks":[1,2,{"name":"three"}]})";
+    cJSON_Hooks hooks{give_memory, take_memory};
+    JSON(cJSON_InitHooks)(&hooks);
+    int memory = 0;
+    bool is_done = false;
+    for (; !is_done && memory < 100; ++memory) {
+        allocations_left = memory;
+        cJSON* root = JSON(cJSON_Parse)(document);
+        char* text = root == nullptr ? nullptr : JSON(cJSON_PrintUnformatted)(root);
+        is_done = text != nullptr;
+        EXPECT_STREQ(is_done ? text : document, document);
+        JSON(cJSON_free)(text);
+        JSON(cJSON_Delete)(root);
+        EXPECT_EQ(allocations_held, 0) << "with " << memory << " allocations";
+    }
+    EXPECT_TRUE(is_done);
+    EXPECT_GT(memory, 10) << "each of these ended in a null pointer";
+    JSON(cJSON_InitHooks)(nullptr);
+    cJSON* root = JSON(cJSON_Parse)(document);
+    EXPECT_NE(root, nullptr);
+    JSON(cJSON_Delete)(root);
 }
 
 }  // namespace

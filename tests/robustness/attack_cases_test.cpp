@@ -406,4 +406,49 @@ TEST_P(AttackCases, Case15Fork) {
     EXPECT_EQ(RD_GetDevInfo(0, info, &length), 0);
 }
 
+// A child that uses the handle it inherited and leaves it open: the parent goes on where it was.
+TEST_P(AttackCases, Case15ForkThatOnlyUses) {
+    const auto ask = [] {
+        char info[256] = "";
+        int length = 0;
+        return RD_GetDevInfo(0, info, &length) == 0 &&
+               info == std::string("DESK READER VIRTUAL 1.0");
+    };
+    ASSERT_TRUE(ask());
+    const auto end =
+        kit::run_in_child(std::chrono::seconds(20), [&] { kit::leave_child(ask() ? 0 : 1); });
+    EXPECT_EQ(end.exit_status, 0);
+    EXPECT_TRUE(ask());
+}
+
+// What the log of errors tells, and the texts of the error numbers, is free of what a card or a
+// host keeps secret. Information, from level 2 on, has the bytes of the line by description.
+TEST_P(AttackCases, Case15SecretsStayOutOfErrors) {
+    const kit::LogFile log(1);
+    constexpr char key[] = "5EC4E7C0FFEE";
+    char text[4102] = "";
+    int length = 0;
+    int kind = 0;
+    EXPECT_EQ(RD_ICGetInfo(0, "A", 0, text, 1), 0);
+    EXPECT_STREQ(text, "A0169999990000000013");
+    EXPECT_EQ(RD_M1Powerup(512, text, &length, 1), 0);
+    EXPECT_LT(RD_M1Verify(2, 0, key), 0);
+    bench_.add_fault("mute times 0");
+    bench_.hurry();
+    EXPECT_LT(RD_ICGenARQC(0, "P012000000000012", 2400, text, &kind, 1), 0);
+    EXPECT_LT(RD_ICExeScript_TC(0, "P012000000000012", "910A00112233445566773030", 17, text, 0,
+                                text + 100),
+              0);
+    const int result = RD_M1Verify(2, 0, key);
+    EXPECT_LT(result, 0);
+    const std::string written = log.content();
+    EXPECT_NE(written.find("Error("), std::string::npos);
+    char message[56] = "";
+    EXPECT_EQ(RD_GetErrInfo(result, 0, message, &length), 0);
+    for (const char* secret : {"9999990000000013", key, "1122334455667730"}) {
+        EXPECT_EQ(written.find(secret), std::string::npos) << secret;
+        EXPECT_EQ(std::string(message).find(secret), std::string::npos);
+    }
+}
+
 }  // namespace
