@@ -35,11 +35,6 @@ constinit char file_path[1024] =
     "c:\\tmp\\config.ini";  // both in force only until the library is loaded
 constinit char library_path[1024] = "c:\\tmp\\";
 
-// Of memory that malloc gave: operator new would bring the runtime of exceptions.
-struct Free {
-    void operator()(char* memory) const noexcept { std::free(memory); }
-};
-
 // Reads a file line by line, in pieces of at most 255 bytes, line ends included.
 class PieceReader {
   public:
