@@ -63,7 +63,7 @@ std::optional<Framed> framed(View bytes) {
 }
 
 bool is_certain(const Frame& frame) {
-    return frame.kind == FrameKind::escape || frame.kind == FrameKind::id ||
+    return frame.kind == FrameKind::escape || frame.kind == FrameKind::id_frame ||
            (frame.whole() && frame.check_is_right());
 }
 

@@ -19,35 +19,35 @@ struct Status {
 };
 
 constexpr Status statuses[] = {
-    {ic, 0x00, "done"},
-    {ic, 0xA2, "failed"},
-    {ic, 0xFB, "no card"},
-    {union_, 0x0000, "done"},
-    {union_, 0x1001, "failed"},
-    {union_, 0x1002, "no card"},
-    {union_, 0x1004, "card not powered"},
-    {union_, 0x1005, "power-on failed"},
-    {union_, 0x1006, "card removed"},
-    {union_, 0x1007, "transmission failed"},
-    {union_, 0x3001, "failed"},
-    {union_, 0x3004, "card not activated"},
-    {union_, 0x3005, "no card in the field"},
-    {union_, 0x3006, "card has left the field"},
-    {union_, 0x3007, "transmission failed"},
-    {union_, 0x3008, "activation failed"},
-    {id, 0x000090, "done"},
-    {id, 0x00009F, "card found"},
-    {id, 0x000080, "no card"},
-    {id, 0x000081, "card not selected"},
-    {id, 0x000041, "card not read"},
-    {id, 0x000021, "unknown command"},
+    {ic_frame, 0x00, "done"},
+    {ic_frame, 0xA2, "failed"},
+    {ic_frame, 0xFB, "no card"},
+    {union_frame, 0x0000, "done"},
+    {union_frame, 0x1001, "failed"},
+    {union_frame, 0x1002, "no card"},
+    {union_frame, 0x1004, "card not powered"},
+    {union_frame, 0x1005, "power-on failed"},
+    {union_frame, 0x1006, "card removed"},
+    {union_frame, 0x1007, "transmission failed"},
+    {union_frame, 0x3001, "failed"},
+    {union_frame, 0x3004, "card not activated"},
+    {union_frame, 0x3005, "no card in the field"},
+    {union_frame, 0x3006, "card has left the field"},
+    {union_frame, 0x3007, "transmission failed"},
+    {union_frame, 0x3008, "activation failed"},
+    {id_frame, 0x000090, "done"},
+    {id_frame, 0x00009F, "card found"},
+    {id_frame, 0x000080, "no card"},
+    {id_frame, 0x000081, "card not selected"},
+    {id_frame, 0x000041, "card not read"},
+    {id_frame, 0x000021, "unknown command"},
 };
 
 // Of "look for a card" the status is the answer.
 constexpr Status card_states[] = {
-    {union_, 0x1100, "a card with contacts is in, not powered"},
-    {union_, 0x1200, "a card with contacts is in and powered"},
-    {union_, 0x0012, "a card is in the field"},
+    {union_frame, 0x1100, "a card with contacts is in, not powered"},
+    {union_frame, 0x1200, "a card with contacts is in and powered"},
+    {union_frame, 0x0012, "a card is in the field"},
 };
 
 struct EscapeCommand {
@@ -113,7 +113,7 @@ View status_of(const Frame& frame) {
 }
 
 bool is_long_reply(const Frame& frame) {
-    return frame.kind == ic && status_size(frame) == 0;
+    return frame.kind == ic_frame && status_size(frame) == 0;
 }
 
 std::string status_name(const Frame& frame, const TrafficContext& context) {
@@ -132,9 +132,9 @@ std::string status_name(const Frame& frame, const TrafficContext& context) {
 bool is_good(const Frame& frame) {
     if (is_long_reply(frame)) return true;
     const View status = status_of(frame);
-    if (frame.kind == id) return status.size() == 3 && status[2] >= 0x90;
-    return !status.empty() && (frame.kind != ic || status[0] == 0) &&
-           (frame.kind != union_ || status[0] == 0 || status[0] == 0x11 || status[0] == 0x12);
+    if (frame.kind == id_frame) return status.size() == 3 && status[2] >= 0x90;
+    return !status.empty() && (frame.kind != ic_frame || status[0] == 0) &&
+           (frame.kind != union_frame || status[0] == 0 || status[0] == 0x11 || status[0] == 0x12);
 }
 
 // Lengths of text, photo and fingerprint, and these.
@@ -233,7 +233,7 @@ void guess_answer(View data, CardContext& card, Note& note) {
 void explain_reply_data(const Frame& frame, View data, TrafficContext& context, Note& note) {
     if (data.empty()) return;
     if (context.asked == nullptr) {
-        const bool record = frame.kind == id && data.size() > 4;
+        const bool record = frame.kind == id_frame && data.size() > 4;
         if (record) return explain_identity_record(data, false, note);
         return guess_answer(data, context.card, note);
     }
@@ -299,11 +299,11 @@ void explain_escape(Direction direction, View bytes, Note& note) {
 
 std::string frame_name(FrameKind kind) {
     switch (kind) {
-        case ic:
+        case ic_frame:
             return "IC frame";
-        case union_:
+        case union_frame:
             return "Union frame";
-        case id:
+        case id_frame:
             return "ID frame";
         case escape:
             return "escape command";

@@ -61,10 +61,11 @@ void LogDecoder::decode_traffic(Direction direction, const LogMessage& message, 
     }
     event.title = frame_title(direction, *frame, context_);
     event.note = explain_frame(direction, *frame, context_);
-    if (frame->begin > 0)
+    if (frame->begin > 0) {
         event.note.add({.name = "before the frame",
                         .bytes = hex(part(View(bytes), 0, frame->begin)),
                         .problem = true});
+    }
 }
 
 LogEvent LogDecoder::decoded(const LogMessage& message) {

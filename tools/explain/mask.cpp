@@ -225,7 +225,7 @@ void Mask::State::mask_reply(Frame& frame) {
     }
     const Room data = part(frame.body(), status_size(frame));
     const Carries carries = asked_ != nullptr ? asked_->carries : Carries::apdu;
-    if (frame.kind == FrameKind::id) {
+    if (frame.kind == FrameKind::id_frame) {
         // What nobody asked for may be of the card.
         const bool harmless = asked_ != nullptr && asked_->carries != Carries::identity_record &&
                               asked_->carries != Carries::identity_search;

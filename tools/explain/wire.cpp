@@ -27,13 +27,13 @@ std::uint8_t xor_of(View bytes) {
 // The value of a character that stands for four bits. What is no digit of the frame counts as what
 // its low bits say, as the reader's own arithmetic has it.
 std::uint8_t nibble(FrameKind kind, std::uint8_t character) {
-    if (kind == FrameKind::union_) return character & 0x0F;
+    if (kind == FrameKind::union_frame) return character & 0x0F;
     const int value = digit_value(static_cast<char>(character));
     return static_cast<std::uint8_t>(value < 0 ? 0 : value);
 }
 
 std::uint8_t character(FrameKind kind, int value) {
-    if (kind == FrameKind::union_) return static_cast<std::uint8_t>('0' + value);
+    if (kind == FrameKind::union_frame) return static_cast<std::uint8_t>('0' + value);
     return static_cast<std::uint8_t>("0123456789ABCDEF"[value]);
 }
 
@@ -68,7 +68,7 @@ void read_two_byte_length(Frame& frame) {
 }
 
 void read_length(Frame& frame) {
-    if (frame.kind == FrameKind::ic) {
+    if (frame.kind == FrameKind::ic_frame) {
         read_ic_length(frame);
     } else {
         read_two_byte_length(frame);
@@ -78,7 +78,7 @@ void read_length(Frame& frame) {
 // What the check byte covers: the IC frame's all before it, the Union frame's the body, the ID
 // frame's length and body.
 View checked(const Frame& frame) {
-    const std::size_t begin = frame.kind == FrameKind::union_ ? frame.body_at : 0;
+    const std::size_t begin = frame.kind == FrameKind::union_frame ? frame.body_at : 0;
     return part(View(frame.decoded), begin, frame.body_at + frame.body_size - begin);
 }
 
@@ -94,7 +94,7 @@ void divide(Frame& frame) {
 }
 
 Frame text_frame(FrameKind kind, View bytes, std::size_t begin) {
-    const std::size_t lead = kind == FrameKind::union_ ? 1 : 0;
+    const std::size_t lead = kind == FrameKind::union_frame ? 1 : 0;
     const auto end = std::find(bytes.begin() + static_cast<std::ptrdiff_t>(begin + lead),
                                bytes.end(), end_of_frame);
     const auto stop = static_cast<std::size_t>(end - bytes.begin());
@@ -112,7 +112,7 @@ Frame text_frame(FrameKind kind, View bytes, std::size_t begin) {
 Frame id_frame(View bytes, std::size_t begin) {
     constexpr std::size_t length_size = 2;
     Frame frame;
-    frame.kind = FrameKind::id;
+    frame.kind = FrameKind::id_frame;
     frame.begin = begin;
     View rest = bytes.subspan(begin + id_preamble.size());
     std::size_t size = rest.size();
@@ -175,8 +175,8 @@ std::optional<Frame> find_frame(View bytes, std::size_t from) {
         const View rest = bytes.subspan(at);
         if (begins(rest, id_preamble)) return id_frame(bytes, at);
         if (rest[0] == escape) return escape_sequence(bytes, at);
-        if (is_union_frame(rest)) return text_frame(FrameKind::union_, bytes, at);
-        if (is_ic_frame(rest)) return text_frame(FrameKind::ic, bytes, at);
+        if (is_union_frame(rest)) return text_frame(FrameKind::union_frame, bytes, at);
+        if (is_ic_frame(rest)) return text_frame(FrameKind::ic_frame, bytes, at);
     }
     return std::nullopt;
 }
@@ -184,10 +184,10 @@ std::optional<Frame> find_frame(View bytes, std::size_t from) {
 void put_back(Frame frame, Room bytes) {
     if (frame.has_check)
         frame.decoded.back() = frame.check ^ frame.right_check ^ xor_of(checked(frame));
-    const bool is_text = frame.kind == FrameKind::ic || frame.kind == FrameKind::union_;
-    const std::size_t lead = frame.kind == FrameKind::union_ ? 1
-                             : frame.kind == FrameKind::id   ? id_preamble.size()
-                                                             : 0;
+    const bool is_text = frame.kind == FrameKind::ic_frame || frame.kind == FrameKind::union_frame;
+    const std::size_t lead = frame.kind == FrameKind::union_frame ? 1
+                             : frame.kind == FrameKind::id_frame  ? id_preamble.size()
+                                                                  : 0;
     Room place = bytes.subspan(frame.begin + lead);
     if (!is_text) {
         std::ranges::copy(frame.decoded, place.begin());

@@ -11,10 +11,10 @@ namespace explain {
 enum class Direction { to_reader, from_reader };
 
 enum class FrameKind {
-    ic,      // 60 LEN body check, as hexadecimal text, 03
-    union_,  // 02, LEN LEN body check in characters '0' to '?', 03
-    id,      // AA AA AA 96 69 LEN LEN body check
-    escape,  // 1B ...: the base unit and the magnetic module
+    ic_frame,     // 60 LEN body check, as hexadecimal text, 03
+    union_frame,  // 02, LEN LEN body check in characters '0' to '?', 03
+    id_frame,     // AA AA AA 96 69 LEN LEN body check
+    escape,       // 1B ...: the base unit and the magnetic module
 };
 
 struct Frame {
