@@ -207,7 +207,8 @@ inline Deck empty_deck() {
 // A virtual reader that stays while the tool comes and goes.
 class Desk {
   public:
-    Desk() : process_(virtual_reader_program, {}), device_(process_.read_line()) {}
+    explicit Desk(const std::vector<std::string>& arguments = {})
+        : process_(virtual_reader_program, arguments), device_(process_.read_line()) {}
     ~Desk() { process_.finish(); }
     Desk(const Desk&) = delete;
     Desk& operator=(const Desk&) = delete;
