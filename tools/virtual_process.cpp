@@ -108,7 +108,6 @@ void VirtualProcess::start(const Arguments& arguments) {
     Pipe from_child;
     Pipe child_errors;
     const std::string path = find_program();
-    const std::vector<const char*> arguments = arguments_for(deck, on_usb);
     child_ = fork();
     if (child_ < 0) throw ToolError("no process for the virtual reader");
     if (child_ == 0) {
