@@ -41,7 +41,7 @@ GLib<UMockdevIoctlData> look_at(UMockdevIoctlData* place, std::size_t offset, st
 
 template <class Value>
 Value value_of(const UMockdevIoctlData& data) {
-    Value value{};
+    Value value;  // no braces: usbdevfs_urb ends in an array of no size
     std::memcpy(&value, data.data, sizeof value);
     return value;
 }

@@ -40,7 +40,7 @@ enum Descriptor : std::uint8_t {
 constexpr std::uint16_t output_report = 0x0200;  // wValue of SET_REPORT: type output, no report id
 
 // 64 bytes of a vendor's own usage each way, without report ids.
-const Bytes report_descriptor = {
+constexpr std::uint8_t report_descriptor[] = {
     0x06, 0x00, 0xFF, 0x09, 0x01, 0xA1, 0x01,  // vendor page, collection
     0x09, 0x02, 0x15, 0x00, 0x26, 0xFF, 0x00,  // bytes of 0 to 255
     0x75, 0x08, 0x95, 0x40, 0x81, 0x02,        // 64 of them: input
@@ -49,9 +49,9 @@ const Bytes report_descriptor = {
     0xC0,                                      // end of the collection
 };
 
-const Bytes hid_descriptor = {0x09, 0x21, 0x11, 0x01, 0x00, 0x01, 0x22, 0x22, 0x00};
-const Bytes input_endpoint = {0x07, 0x05, 0x81, 0x03, 0x40, 0x00, 0x01};
-const Bytes output_endpoint = {0x07, 0x05, 0x02, 0x03, 0x40, 0x00, 0x01};
+constexpr std::uint8_t hid_descriptor[] = {0x09, 0x21, 0x11, 0x01, 0x00, 0x01, 0x22, 0x22, 0x00};
+constexpr std::uint8_t input_endpoint[] = {0x07, 0x05, 0x81, 0x03, 0x40, 0x00, 0x01};
+constexpr std::uint8_t output_endpoint[] = {0x07, 0x05, 0x02, 0x03, 0x40, 0x00, 0x01};
 
 constexpr const char* names[] = {"deskreader", "Virtual card reader"};
 
@@ -123,9 +123,9 @@ std::optional<Bytes> UsbDevice::descriptor(std::uint16_t value) const {
         case string_type:
             return string(low(value));
         case hid_type:
-            return hid_descriptor;
+            return to_bytes(View(hid_descriptor));
         case report_type:
-            return report_descriptor;
+            return to_bytes(View(report_descriptor));
         default:
             return std::nullopt;
     }
