@@ -104,9 +104,10 @@ void mask_run(std::string& line, std::size_t begin, std::size_t end,
 Bytes bytes_of_hex(std::string_view text) {
     if (text.size() % 2 != 0 || !std::ranges::all_of(text, is_hex)) return {};
     Bytes bytes;
-    for (std::size_t i = 0; i < text.size(); i += 2)
+    for (std::size_t i = 0; i < text.size(); i += 2) {
         bytes.push_back(
             static_cast<std::uint8_t>(digit_value(text[i]) << 4 | digit_value(text[i + 1])));
+    }
     return bytes;
 }
 
