@@ -25,9 +25,9 @@ constexpr std::size_t most_unsent = 1 << 16;
 sockaddr_un address_of(const std::string& path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    if (path.empty() || path.size() >= sizeof address.sun_path)
-        refuse(path, "a socket's path has 1 to " + std::to_string(sizeof address.sun_path - 1) +
-                         " bytes");
+    constexpr std::size_t longest = sizeof address.sun_path - 1;
+    if (path.empty() || path.size() > longest)
+        refuse(path, "a socket's path has 1 to " + std::to_string(longest) + " bytes");
     std::memcpy(address.sun_path, path.data(), path.size());
     return address;
 }
