@@ -1,6 +1,7 @@
 // What hosts do, from opening the reader to closing it, for a system that fails meanwhile.
 #pragma once
 
+#include <ostream>
 #include <span>
 #include <string>
 #include <vector>
@@ -63,6 +64,11 @@ struct Flow {
     void (*run)(Desk&);
     bool needs_reader = true;  // otherwise one link is as good as another
 };
+
+// For GoogleTest.
+inline void PrintTo(const Flow& flow, std::ostream* stream) {
+    *stream << flow.name;
+}
 
 std::span<const Flow> flows();
 
