@@ -42,6 +42,7 @@ std::unique_ptr<Reader> recorded_reader(const Call& call, const Variant& variant
     if (!variant.from.empty())
         deck.replace(deck.find(variant.from), variant.from.size(), variant.to);  // or it throws
     auto reader = virtual_reader::reader_from_deck(deck, "all cards");
+    pay_once(*reader);
     reader->insert(call.card);
     return reader;
 }
@@ -110,15 +111,20 @@ class RecordingCard final : public virtual_reader::Card {
     void power_off() override { inner_.power_off(); }
     Bytes transmit(View command) override {
         Bytes response = inner_.transmit(command);
-        if (agrees_ && is_refusal(response)) response = approval;
+        if (agrees_ && command.size() > 1 && is_to_be_agreed(command[1], response))
+            response = approval;
         seed_.push_back(0);
         append_piece(seed_, response);
         return response;
     }
 
   private:
-    static bool is_refusal(const Bytes& response) {
-        return response.size() == 2 && response[0] != 0x90;
+    // What was refused, but that there is no further record, and the second cryptogram.
+    bool is_to_be_agreed(std::uint8_t instruction, const Bytes& response) {
+        constexpr std::uint8_t read_record = 0xB2;
+        constexpr std::uint8_t generate_cryptogram = 0xAE;
+        if (instruction == generate_cryptogram && ++cryptograms_ > 1) return true;
+        return instruction != read_record && response.size() == 2 && response[0] != 0x90;
     }
 
     // A transaction certificate with status word 90 00, which serves as any answer.
@@ -127,6 +133,7 @@ class RecordingCard final : public virtual_reader::Card {
 
     virtual_reader::Card& inner_;
     bool agrees_;
+    int cryptograms_ = 0;
     Bytes& seed_;
 };
 

@@ -136,6 +136,19 @@ std::unique_ptr<virtual_reader::Reader> reader_with_fuzzed_cards(Draw& draw) {
     return reader;
 }
 
+void pay_once(virtual_reader::Reader& reader) {
+    constexpr virtual_reader::Place slot{false, 0};
+    reader.ic().power_on(slot);
+    for (const char* command : {"00A4040008A000000333010101",
+                                // E-cash support, amount and currency.
+                                "80A800000B8309010000000012340156",
+                                // What the first list of the card asks for: paid without asking.
+                                "80AE400034000000001234000000000000015600000008000156261121"
+                                "01A1B2C3D41015304445534B2053484F500000000000000000000000"})
+        reader.ic().transmit(slot, virtual_reader::from_hex(command));
+    reader.ic().power_off(slot);
+}
+
 Bytes body_of(Framing framing, View reply) {
     const Bytes bytes(reply.begin(), reply.end());
     constexpr std::size_t end_mark = 1;

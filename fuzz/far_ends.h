@@ -72,6 +72,9 @@ class VirtualEnd : public FarEnd {
 // with its first bit set it ends with status word 90 00.
 std::unique_ptr<virtual_reader::Reader> reader_with_fuzzed_cards(Draw& draw);
 
+// A purchase with the bank card in the slot, which its log then tells of.
+void pay_once(virtual_reader::Reader& reader);
+
 // The body of a reply in a frame; all of it for none.
 Bytes body_of(virtual_reader::Framing framing, View reply);
 

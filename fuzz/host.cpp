@@ -84,7 +84,9 @@ std::unique_ptr<virtual_reader::Reader> reader_for(const robustness::Call& call)
     expect(card != std::end(deck));
     const std::string json = R"({ "cards": [ { "inserted": true, "name": ")" +
                              std::string(card->name) + "\", " + std::string(card->json) + " } ] }";
-    return virtual_reader::reader_from_deck(json, "host's deck");
+    auto reader = virtual_reader::reader_from_deck(json, "host's deck");
+    if (card->name == "bank") pay_once(*reader);
+    return reader;
 }
 
 }  // namespace fuzzing

@@ -130,9 +130,9 @@ int PBOC_SelectPSE(DEVCONTEXT* device, int slot, const unsigned char* name, int 
 int PBOC_ReadRecord(DEVCONTEXT* device, int slot, int record, int sfi, unsigned char* out,
                     int* out_length) {
     if (any_null(out, out_length)) return status::invalid_argument;
-    CardCommand command(
-        device, slot,
-        {read_record.cla, read_record.ins, low_byte(record), low_byte(sfi * 8 + read_record.p2)});
+    CardCommand command(device, slot,
+                        {read_record.cla, read_record.ins, low_byte(record),
+                         low_byte(low_byte(sfi) * 8 + read_record.p2)});
     const int result = command.byte(0x00).run();
     if (result == status::ok) command.copy_answer(out, out_length);
     return result;

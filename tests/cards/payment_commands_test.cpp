@@ -227,6 +227,8 @@ TEST_P(Payment, RecordsAreGivenWithoutStatusWord) {
     EXPECT_EQ(read(1, 0).text(), "11") << "the current file";
     card_.expect("00 B2 01 FC 00", "6A 83");
     EXPECT_EQ(read(1, 31).result, -99);
+    card_.expect("00 B2 01 0C 00", "22 90 00");
+    EXPECT_EQ(read(1, 0x7FFFFF01).text(), "22") << "a number too large to be multiplied";
 }
 
 TEST_P(Payment, ApplicationsAreReadUntilARecordIsMissing) {
