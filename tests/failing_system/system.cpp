@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <map>
 #include <new>
 #include <set>
 
@@ -88,8 +89,7 @@ struct Watch {
     std::function<void()> at_failure;
     std::set<const void*> allocations, streams, directories, libraries;
     std::set<int> descriptors;
-    pthread_mutex_t* lock = nullptr;  // the last one that was taken
-    bool is_locked = false;           // by a call whose unlock did not come yet
+    std::map<pthread_mutex_t*, int> locks;  // taken, and how often
 };
 
 // Of this thread; null while nothing is watched, and while the far end of the bus works.
@@ -154,11 +154,13 @@ void pretend_library_is(const std::string& path) {
 
 Watched watch(const std::function<void()>& flow, const Failure& failure,
               const std::function<void()>& at_failure) {
-    Watch watch{{}, failure, at_failure, {}, {}, {}, {}, {}};
+    Watch watch{{}, failure, at_failure, {}, {}, {}, {}, {}, {}};
     current = &watch;
     flow();
     current = nullptr;
-    if (watch.is_locked) pthread_mutex_unlock(watch.lock);
+    for (const auto& [lock, times] : watch.locks)
+        for (int time = 0; time < times; ++time)
+            pthread_mutex_unlock(lock);
     watch.seen.held = {count(watch.allocations), count(watch.descriptors), count(watch.streams),
                        count(watch.directories), count(watch.libraries)};
     return watch.seen;
@@ -380,14 +382,19 @@ WRAPPED(int, vsnprintf, char* out, size_t size, const char* format, va_list argu
 // A host that takes a lock which it holds already waits for ever; here that is noted.
 WRAPPED(int, pthread_mutex_lock, pthread_mutex_t* lock) {
     if (current == nullptr) return __real_pthread_mutex_lock(lock);
-    if (pthread_mutex_trylock(lock) != 0) current->seen.would_stop = true;
-    current->lock = lock;
-    current->is_locked = true;
+    if (pthread_mutex_trylock(lock) == 0) {
+        ++current->locks[lock];
+    } else {
+        current->seen.would_stop = true;
+    }
     return 0;
 }
 
 WRAPPED(int, pthread_mutex_unlock, pthread_mutex_t* lock) {
-    if (current != nullptr && current->lock == lock) current->is_locked = false;
+    if (current == nullptr) return __real_pthread_mutex_unlock(lock);
+    // One that would have been waited for is not held here.
+    if (current->locks[lock] == 0) return 0;
+    --current->locks[lock];
     return __real_pthread_mutex_unlock(lock);
 }
 

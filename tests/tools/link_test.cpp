@@ -65,7 +65,8 @@ std::string complaint_about(const std::string& link) {
 }
 
 TEST(Links, ThatAreNoneAreExplained) {
-    constexpr char expected[] = "expected hid:, serial:DEVICE, virtual:[DECK], virtual-usb:[DECK] or replay:FILE";
+    constexpr char expected[] =
+        "expected hid:, serial:DEVICE, virtual:[DECK], virtual-usb:[DECK] or replay:FILE";
     EXPECT_EQ(complaint_about("ttyS1"), std::string("--link: link ttyS1: ") + expected);
     EXPECT_EQ(complaint_about("usb:"), std::string("--link: link usb:: ") + expected);
     EXPECT_EQ(complaint_about("HID:"), std::string("--link: link HID:: ") + expected);
