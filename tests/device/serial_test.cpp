@@ -559,4 +559,9 @@ TEST(SerialLoss, ALineThatIsGoneIsSilentAndCannotBeWrittenTo) {
     EXPECT_EQ(GCloseCom(handle), -99) << "the settings cannot be put back";
 }
 
+TEST(SerialMistakes, NullBuffersAreRefused) {
+    EXPECT_EQ(COM_read(nullptr, nullptr, 1, 10, nullptr), -22);
+    EXPECT_EQ(COM_write(nullptr, nullptr, 1, 10), -22);
+}
+
 }  // namespace

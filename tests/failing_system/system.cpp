@@ -42,6 +42,7 @@ constexpr Manner for_names[] = {no_rights, io_error};
 constexpr Manner for_sizes[] = {no_space, interrupted, io_error};
 constexpr Manner for_devices[] = {io_error};
 constexpr Manner for_formats[] = {no_memory};
+constexpr Manner for_entries[] = {io_error, shorter};
 
 constexpr Function all_functions[] = {
     {"open", for_opening},
@@ -65,7 +66,7 @@ constexpr Function all_functions[] = {
     {"calloc", for_memory},
     {"new[]", for_memory},
     {"opendir", for_opening},
-    {"readdir", for_devices},
+    {"readdir", for_entries},
     {"mkdir", for_names},
     {"remove", for_names},
     {"stat", for_names},
@@ -328,8 +329,13 @@ WRAPPED(int, closedir, DIR* directory) {
     return __real_closedir(directory);
 }
 
+// Some file systems do not tell the kind of an entry.
 WRAPPED(dirent*, readdir, DIR* directory) {
-    return failing("readdir") != nullptr ? nullptr : __real_readdir(directory);
+    const Manner* manner = failing("readdir");
+    if (manner != nullptr && manner->error != 0) return nullptr;
+    dirent* entry = __real_readdir(directory);
+    if (manner != nullptr && entry != nullptr) entry->d_type = DT_UNKNOWN;
+    return entry;
 }
 
 WRAPPED(int, mkdir, const char* path, mode_t mode) {
