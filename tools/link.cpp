@@ -43,7 +43,7 @@ void check_file(const std::string& text, const std::string& path) {
 std::string device_path(const std::string& text, const std::string& name) {
     if (name.empty())
         throw MisuseError(fmt::format("link {}: names no device, as in serial:ttyS1", text));
-    const std::string path = name.find('/') == std::string::npos ? "/dev/" + name : name;
+    std::string path = name.find('/') == std::string::npos ? "/dev/" + name : name;
     if (path.size() > max_device_name)
         throw MisuseError("the device name is longer than 63 characters: " + path);
     return path;

@@ -142,7 +142,7 @@ std::vector<std::string> take_topic(std::vector<std::string>& words) {
     if (help == words.end() || *help != "help") return {};
     const auto is_word = [](const std::string& word) { return !word.starts_with('-'); };
     const auto end = std::find_if_not(help + 1, words.end(), is_word);
-    const std::vector<std::string> topic(help + 1, end);
+    std::vector<std::string> topic(help + 1, end);
     words.erase(help + 1, end);
     return topic;
 }
