@@ -101,9 +101,10 @@ class ConfigCheck {
     void open_section(const std::string& text) {
         const std::size_t end = text.find(']');
         section_ = text.substr(1, end == std::string::npos ? end : end - 1);
-        if (end == std::string::npos || !is_known_section(section_))
+        if (end == std::string::npos || !is_known_section(section_)) {
             warn(fmt::format("{} is no section that the library reads", text),
                  "write [log] or [devcfg]");
+        }
     }
 
     void setting(const std::string& text) {
@@ -117,9 +118,10 @@ class ConfigCheck {
                         "remove them");
         }
         ++known_;
-        if (equals == std::string::npos)
+        if (equals == std::string::npos) {
             return warn(fmt::format("{} has no value and counts as 0", key),
                         "write " + key + "=...");
+        }
         value(*known, text.substr(equals + 1));
     }
 
@@ -136,9 +138,10 @@ class ConfigCheck {
             warn(fmt::format("{}={} is out of range", setting.key, text),
                  "one of: " + allowed(setting));
         }
-        if (!seen_.insert(&setting).second)
+        if (!seen_.insert(&setting).second) {
             warn(fmt::format("{} stands here again, and this one counts", setting.key),
                  "keep one of them");
+        }
     }
 
     const std::string& path_;
@@ -185,9 +188,10 @@ void check_config(const std::string& path, Findings& findings) {
         check.line(line);
         at = end + 1;
     }
-    if (findings.size() == before)
+    if (findings.size() == before) {
         findings.push_back(
             {State::ok, subject, fmt::format("{}, {} settings", path, check.known()), ""});
+    }
 }
 
 }  // namespace desk_tool::doctor

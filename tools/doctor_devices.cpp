@@ -36,7 +36,7 @@ std::string word_of(const fs::path& path) {
 std::optional<std::string> usb_node() {
     std::error_code error;
     for (const auto& entry : fs::directory_iterator("/sys/bus/usb/devices", error)) {
-        const fs::path device = entry.path();
+        const fs::path& device = entry.path();
         if (word_of(device / "idVendor") != "2e8b" || word_of(device / "idProduct") != "0142")
             continue;
         const std::string bus = word_of(device / "busnum");
@@ -52,7 +52,7 @@ bool is_usable(const std::string& path) {
 
 bool is_port(const std::string& entry) {
     constexpr const char* kinds[] = {"ttyS", "ttyUSB", "ttyACM", "ttyAMA"};
-    return std::ranges::any_of(kinds, [&](const std::string kind) {
+    return std::ranges::any_of(kinds, [&](const std::string& kind) {
         return entry.starts_with(kind) && entry.size() > kind.size() &&
                entry.find_first_not_of("0123456789", kind.size()) == std::string::npos;
     });

@@ -124,6 +124,7 @@ class PatientWithSignals {
     setenv("LD_PRELOAD", preloaded.c_str(), 1);
     setenv(record::socket_variable, socket_path.c_str(), 1);
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (const std::string& word : command)
         arguments.push_back(const_cast<char*>(word.c_str()));
     arguments.push_back(nullptr);

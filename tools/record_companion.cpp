@@ -30,6 +30,8 @@
 struct hid_device_;
 using hid_device = hid_device_;
 
+// Declared once more as they are defined here, those of the C library's checked calls included.
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-redundant-declaration)
 extern "C" {
 int open(const char* path, int flags, ...);
 int open64(const char* path, int flags, ...);
@@ -45,6 +47,7 @@ int hid_write(hid_device* device, const unsigned char* data, size_t length);
 int hid_read_timeout(hid_device* device, unsigned char* data, size_t length, int milliseconds);
 void hid_close(hid_device* device);
 }
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-redundant-declaration)
 
 namespace {
 

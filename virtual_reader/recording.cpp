@@ -144,9 +144,10 @@ std::string closed_line(std::uint64_t microseconds) {
 }
 
 std::vector<RecordedLine> read_recording(std::string_view text, const std::string& source) {
-    if (!text.starts_with(first_line))
+    if (!text.starts_with(first_line)) {
         throw RecordingError(source + ": is no recording: those begin with \"" +
                              std::string(first_line) + "\"");
+    }
     std::vector<RecordedLine> lines;
     RecordedLink link = RecordedLink::serial;
     for (std::size_t number = 1; !text.empty(); ++number) {

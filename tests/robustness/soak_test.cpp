@@ -108,7 +108,7 @@ TEST_P(Soak, MemoryAndDescriptorsStayFlat) {
               << " and " << after.heap << " bytes, resident " << before.resident / 1024 << " and "
               << after.resident / 1024 << " KiB\n";
     EXPECT_EQ(after.descriptors, before.descriptors);
-    EXPECT_LT(after.heap, before.heap + 16 * 1024);
+    EXPECT_LT(after.heap, before.heap + 64 * 1024) << "less than a byte an exchange in a long run";
     EXPECT_LT(after.resident, before.resident + 1024 * 1024);
 }
 

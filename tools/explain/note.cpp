@@ -49,7 +49,7 @@ bool is_plain(std::string_view text) {
 
 // The text in UTF-8, empty if it is none in that encoding.
 std::string converted(const char* from, View bytes) {
-    const iconv_t handle = iconv_open("UTF-8", from);
+    iconv_t handle = iconv_open("UTF-8", from);
     if (handle == reinterpret_cast<iconv_t>(-1)) return {};
     std::string in(bytes.begin(), bytes.end());
     std::string out(4 * in.size() + 4, '\0');
@@ -118,7 +118,7 @@ std::string shown_text(View bytes) {
     const bool ascii = std::ranges::all_of(used, [](std::uint8_t byte) { return byte < 0x80; });
     for (const char* encoding : {"UTF-8", "GB18030"}) {
         if (ascii) break;
-        const std::string text = converted(encoding, used);
+        std::string text = converted(encoding, used);
         if (!text.empty() && is_plain(text)) return text;
     }
     std::string text;
