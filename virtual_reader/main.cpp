@@ -32,21 +32,11 @@ int complain(const std::exception& error) {
 
 volatile std::sig_atomic_t stopped = 0;
 
-constexpr Place first_slot{false, 0};
-
-// Where the card for PC/SC programs is.
-Place place_for_vpcd(const Reader& reader, const std::string& card) {
-    if (card.empty()) return first_slot;
-    const auto place = reader.ic().place_of(card);
-    if (!place)
-        throw std::invalid_argument("the card " + card + " takes no commands from PC/SC programs");
-    return *place;
-}
-
 // The link that was asked for.
 std::unique_ptr<Link> make_link(const Options& options, Reader& reader) {
     const auto vpcd = [&](std::unique_ptr<Door> door) {
-        return std::make_unique<VpcdLink>(std::move(door), place_for_vpcd(reader, options.card));
+        return std::make_unique<VpcdLink>(std::move(door),
+                                          VpcdLink::place_of(options.card, reader));
     };
     if (!options.vpcd.empty()) return vpcd(connecting_door(address_from_text(options.vpcd)));
     if (!options.vpcd_listen.empty())

@@ -284,6 +284,18 @@ TEST_F(CardSide, AContactlessCardHasTheAnswerThatReadersMakeUp) {
     EXPECT_EQ(vpcd.hear(7), hex("0005 3B80800101"));
 }
 
+TEST(VpcdPlace, IsThatOfACardWithApdus) {
+    const auto reader = reader_from_deck(default_deck(), "built-in deck");
+    EXPECT_EQ(VpcdLink::place_of("", *reader), (Place{false, 0}));
+    reader->insert("bank", 3);
+    EXPECT_EQ(VpcdLink::place_of("bank", *reader), (Place{false, 3}));
+    EXPECT_EQ(VpcdLink::place_of("visitor", *reader), (Place{true, 0}));
+    for (const char* card : {"locker", "ticket", "resident", "loyalty"}) {
+        reader->insert(card);
+        EXPECT_THROW(VpcdLink::place_of(card, *reader), std::invalid_argument) << card;
+    }
+}
+
 TEST_F(CardSide, AConnectionIsACard) {
     const Peer first(Peer::connect_to(port_));
     first.say(hex("0001 04"));

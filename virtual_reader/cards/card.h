@@ -29,6 +29,9 @@ class Card {
     // What was selected or authenticated is forgotten.
     virtual void power_off() = 0;
 
+    // Whether its commands are APDUs.
+    virtual bool knows_apdus() const { return true; }
+
     // One command, and the response with its status word if the card's protocol has one. Empty from
     // a card that says nothing. Only called while powered.
     virtual Bytes transmit(View command) = 0;

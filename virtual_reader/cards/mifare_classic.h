@@ -58,12 +58,12 @@ class MifareClassic final : public Card {
 
     const std::string& name() const override { return name_; }
     bool contactless() const override { return true; }
+    bool knows_apdus() const override { return false; }
 
     // Its answer is the serial number.
     Bytes power_on() override;
     void power_off() override;
 
-    // Silent: a Classic card does not know APDUs.
     Bytes transmit(View) override { return {}; }
 
     enum class KeyKind { a, b };

@@ -52,6 +52,7 @@ class UltralightC final : public Card {
 
     const std::string& name() const override { return name_; }
     bool contactless() const override { return true; }
+    bool knows_apdus() const override { return false; }
 
     // Its answer is the serial number. A key that was written holds from here on.
     Bytes power_on() override;

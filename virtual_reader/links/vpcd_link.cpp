@@ -1,5 +1,7 @@
 #include "links/vpcd_link.h"
 
+#include <stdexcept>
+
 namespace virtual_reader {
 namespace {
 
@@ -14,6 +16,15 @@ Bytes answer_to_reset(const Bytes& answer) {
 }
 
 }  // namespace
+
+Place VpcdLink::place_of(const std::string& card, const Reader& reader) {
+    constexpr Place first_slot{false, 0};
+    if (card.empty()) return first_slot;
+    const auto place = reader.ic().place_of(card);
+    if (!place || !reader.ic().card_at(*place)->knows_apdus())
+        throw std::invalid_argument("the card " + card + " takes no commands from PC/SC programs");
+    return *place;
+}
 
 bool VpcdLink::serve(Reader& reader) {
     if (!follow_card(reader) || !connect(reader)) return false;

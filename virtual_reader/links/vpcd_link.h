@@ -8,6 +8,7 @@
 
 #include <memory>
 #include <optional>
+#include <string>
 
 #include "links/link.h"
 #include "links/output_queue.h"
@@ -19,6 +20,10 @@ namespace virtual_reader {
 class VpcdLink final : public Link {
   public:
     VpcdLink(std::unique_ptr<Door> door, Place place) : door_(std::move(door)), place_(place) {}
+
+    // Where the card that is to be served is; slot 0 for no name. Throws std::invalid_argument for
+    // one that is not in, or that has no APDUs to answer.
+    static Place place_of(const std::string& card, const Reader& reader);
 
     // "vpcd:HOST:PORT"
     std::string place() const override { return "vpcd:" + text_of(door_->address()); }
