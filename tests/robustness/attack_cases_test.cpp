@@ -426,6 +426,7 @@ TEST_P(AttackCases, Case15ForkThatOnlyUses) {
 TEST_P(AttackCases, Case15SecretsStayOutOfErrors) {
     const kit::LogFile log(1);
     constexpr char key[] = "5EC4E7C0FFEE";
+    constexpr char verify_pin[] = "0020008008265E7A91FFFFFFFF";
     char text[4102] = "";
     int length = 0;
     int kind = 0;
@@ -439,13 +440,14 @@ TEST_P(AttackCases, Case15SecretsStayOutOfErrors) {
     EXPECT_LT(RD_ICExeScript_TC(0, "P012000000000012", "910A00112233445566773030", 17, text, 0,
                                 text + 100),
               0);
+    EXPECT_LT(RD_IcAPDU(0, verify_pin, 26, 0, text, &length), 0);
     const int result = RD_M1Verify(2, 0, key);
     EXPECT_LT(result, 0);
     const std::string written = log.content();
     EXPECT_NE(written.find("Error("), std::string::npos);
     char message[56] = "";
     EXPECT_EQ(RD_GetErrInfo(result, 0, message, &length), 0);
-    for (const char* secret : {"9999990000000013", key, "1122334455667730"}) {
+    for (const char* secret : {"9999990000000013", key, "1122334455667730", "5E7A91"}) {
         EXPECT_EQ(written.find(secret), std::string::npos) << secret;
         EXPECT_EQ(std::string(message).find(secret), std::string::npos);
     }
