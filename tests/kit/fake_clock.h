@@ -28,6 +28,7 @@ class FakeClock final : public deskreader::clock::Source {
     void on_sleep(std::function<void(int)> action) { on_sleep_ = std::move(action); }
 
     const std::vector<std::chrono::microseconds>& sleeps() const { return sleeps_; }
+    void forget_sleeps() { sleeps_.clear(); }
 
     std::uint64_t monotonic_ms() noexcept override {
         microseconds_ += tick_;

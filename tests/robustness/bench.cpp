@@ -68,6 +68,7 @@ Bench::Bench(kit::Link link, std::string_view deck) : link_(link) {
         name_port();
     } else {
         clock_.emplace();
+        clock_->on_sleep([this](int) { clock_->forget_sleeps(); });
         reader_ = std::move(reader);
         usb_.emplace(*reader_,
                      [this] { return std::chrono::milliseconds(clock_->monotonic_ms()); });

@@ -108,7 +108,8 @@ TEST_P(Soak, MemoryAndDescriptorsStayFlat) {
               << " and " << after.heap << " bytes, resident " << before.resident / 1024 << " and "
               << after.resident / 1024 << " KiB\n";
     EXPECT_EQ(after.descriptors, before.descriptors);
-    EXPECT_LT(after.heap, before.heap + 64 * 1024) << "less than a byte an exchange in a long run";
+    // Buffers of the virtual reader may find their final size late.
+    EXPECT_LT(after.heap, before.heap + 4096) << "however long it runs";
     EXPECT_LT(after.resident, before.resident + 1024 * 1024);
 }
 
