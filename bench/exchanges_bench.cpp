@@ -82,11 +82,11 @@ void measure(const Plan& plan, int calls, std::vector<Subject> subjects) {
         print(subject);
 }
 
-void configure(const Plan& plan, int iccmd) {
+void configure(const Plan& plan, int iccmd, int rate = 9600) {
     const std::string path = plan.directory + "/config.ini";
-    std::ofstream(path) << "[log]\nloglevel=1\nsaveday=15\n[devcfg]\nDevBaud=9600\nIdChange=1\n"
-                           "IdBaud=9600\nIcBaud=9600\nIccmd="
-                        << iccmd << "\ndevtype=0\n";
+    std::ofstream(path) << "[log]\nloglevel=1\nsaveday=15\n[devcfg]\nDevBaud=" << rate
+                        << "\nIdChange=1\nIdBaud=" << rate << "\nIcBaud=" << rate
+                        << "\nIccmd=" << iccmd << "\ndevtype=0\n";
     GSetConfigFilePath(path.c_str());
 }
 
@@ -192,10 +192,13 @@ void power_card() {
     require(RD_IcPowerOn(0, sizeof answer, answer, &length, &kind, 2) == 0, "the card answers");
 }
 
-// What goes over the bus in a flow: the reports there, then how many came back.
+// What goes over the bus in a flow: the reports there, then how many came back, and the bytes in
+// all of them.
 struct Step {
     std::vector<Bytes> reports;
+    Bytes request;
     int answers = 0;
+    std::size_t answer_size = 0;
 };
 
 class VirtualUsb final : public kit::HidDevice {
@@ -212,14 +215,20 @@ class VirtualUsb final : public kit::HidDevice {
     int write(std::span<const std::uint8_t> report) override {
         if (recording_) {
             if (steps_.empty() || steps_.back().answers > 0) steps_.emplace_back();
-            steps_.back().reports.emplace_back(report.begin(), report.end());
+            Step& step = steps_.back();
+            step.reports.emplace_back(report.begin(), report.end());
+            const auto payload = report.subspan(3, report[2]);
+            step.request.insert(step.request.end(), payload.begin(), payload.end());
         }
         return port_.write_report(report);
     }
     int read(std::span<std::uint8_t> out, int timeout_ms) override {
         const auto report = port_.read_report(std::chrono::milliseconds(timeout_ms));
         if (!report) return 0;
-        if (recording_ && !steps_.empty()) ++steps_.back().answers;
+        if (recording_ && !steps_.empty()) {
+            ++steps_.back().answers;
+            steps_.back().answer_size += (*report)[1];
+        }
         std::copy(report->begin(), report->end(), out.begin());
         return static_cast<int>(report->size());
     }
@@ -333,27 +342,80 @@ void replay(const bench::BareUsb& bare, const std::vector<Step>& steps) {
     }
 }
 
-void flows(const Plan& plan, Timing timing) {
-    const std::string when = timing == Timing::at_once ? at_once : true_wire;
-    configure(plan, 0);
+// Over a serial line nobody answers to a change of the mode.
+void replay(const bench::BareLine& bare, const std::vector<Step>& steps) {
+    constexpr std::uint8_t escape = 0x1B;
+    for (const Step& step : steps)
+        bare.exchange(step.request, step.request.front() == escape ? 0 : step.answer_size);
+}
+
+struct Flow {
+    const char* name;
+    const char* card;
+    std::function<void()> call;
+    std::vector<Step> steps{};
+};
+
+std::vector<Flow> all_flows() {
+    return {{"RD_ICGetInfo", "bank", read_information},
+            {"purchase", "bank", Purchase()},
+            {"RD_ReadIdInfo_Pic", "resident", read_identity}};
+}
+
+const char* name_of(Timing timing) {
+    return timing == Timing::at_once ? at_once : true_wire;
+}
+
+template <class Bare>
+void measure_flow(const Plan& plan, const Flow& flow, const char* link, Timing timing,
+                  const Bare& bare) {
+    const std::string where = std::string("/") + flow.name + "/" + link + "/" + name_of(timing);
+    measure(plan, timing == Timing::at_once ? 20 : 2,
+            {{"flow" + where, flow.call, false},
+             {"flow floor" + where, [&] { replay(bare, flow.steps); }, false}});
+    std::printf("{\"row\": \"flow steps%s\", \"exchanges\": %zu}\n", where.c_str(),
+                flow.steps.size());
+}
+
+// The purchase is with the card that is put in, not with the one that the deck begins with.
+void put_in(virtual_reader::Reader& reader, const char* card) {
+    reader.remove_all();
+    reader.insert(card);
+}
+
+// Also notes what goes over the link, the rates among it.
+void flows_over_usb(const Plan& plan, std::vector<Flow>& flows, Timing timing) {
+    configure(plan, 0, true_rate);
     VirtualUsb reader(virtual_reader::default_deck(), timing);
     const Connection connection(0, 0);
     const bench::BareUsb bare;
-    const auto flow = [&](const char* name, const char* card, const std::function<void()>& call) {
-        reader.port().with_reader([card](virtual_reader::Reader& one) { one.insert(card); });
-        call();
-        const std::vector<Step> steps = reader.record(call);
-        measure(plan, timing == Timing::at_once ? 20 : 2,
-                {{std::string("flow/") + name + "/" + when, call, false},
-                 {std::string("flow floor/") + name + "/" + when, [&] { replay(bare, steps); },
-                  false}});
-        std::printf("{\"row\": \"flow steps/%s/%s\", \"exchanges\": %zu}\n", name, when.c_str(),
-                    steps.size());
-    };
-    reader.port().with_reader([](virtual_reader::Reader& one) { one.remove("member"); });
-    flow("RD_ICGetInfo", "bank", read_information);
-    flow("purchase", "bank", Purchase());
-    flow("RD_ReadIdInfo_Pic", "resident", read_identity);
+    for (Flow& flow : flows) {
+        reader.port().with_reader([&](auto& one) { put_in(one, flow.card); });
+        flow.call();
+        flow.steps = reader.record(flow.call);
+        measure_flow(plan, flow, "USB", timing, bare);
+    }
+}
+
+// With the same bytes.
+void flows_over_serial(const Plan& plan, const std::vector<Flow>& flows, Timing timing) {
+    configure(plan, 0, true_rate);
+    virtual_reader::SerialReader reader(
+        virtual_reader::reader_from_deck(virtual_reader::default_deck(), "built-in deck"), timing);
+    GSetComName(serial_port, reader.device().c_str());
+    require(RD_Open(serial_port, 9600, 0) == 0, "the reader opens");
+    const bench::BareLine bare(reader.device());
+    for (const Flow& flow : flows) {
+        reader.with_reader([&](auto& one) { put_in(one, flow.card); });
+        measure_flow(plan, flow, "serial", timing, bare);
+    }
+    RD_Close();
+}
+
+void flows(const Plan& plan, Timing timing) {
+    std::vector<Flow> flows = all_flows();
+    flows_over_usb(plan, flows, timing);
+    flows_over_serial(plan, flows, timing);
 }
 
 // Processor time that a process had so far, of all its threads.
