@@ -44,9 +44,19 @@ std::size_t pairs_that_fit(int length, std::size_t out_size) noexcept {
 
 std::size_t to_hex(std::span<const std::uint8_t> bytes, std::span<char> out) noexcept {
     const std::size_t count = std::min(bytes.size(), out.size() / 2);
-    for (std::size_t i = 0; i < count; ++i) {
+    const auto put = [&](std::size_t i) {
         std::memcpy(&out[2 * i], hex_digits[bytes[i]].data(), 2);
+    };
+    constexpr std::size_t group = 4;
+    std::size_t i = 0;
+    for (; i + group <= count; i += group) {
+        put(i);
+        put(i + 1);
+        put(i + 2);
+        put(i + 3);
     }
+    for (; i < count; ++i)
+        put(i);
     return 2 * count;
 }
 
