@@ -13,6 +13,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <optional>
 #include <set>
 #include <sstream>
@@ -181,14 +182,25 @@ std::string test_name(const testing::TestParamInfo<std::tuple<kit::Way, Flow>>& 
     return name_of(std::get<0>(info.param)) + "_" + name;
 }
 
+std::vector<Flow> flows_that(bool need_a_reader) {
+    std::vector<Flow> some;
+    std::ranges::copy_if(flows(), std::back_inserter(some), [need_a_reader](const Flow& flow) {
+        return flow.needs_reader == need_a_reader;
+    });
+    return some;
+}
+
 INSTANTIATE_TEST_SUITE_P(Flows, FailingSystem,
-                         testing::Combine(kit::every_way, testing::ValuesIn(flows())), test_name);
+                         testing::Combine(kit::every_way, testing::ValuesIn(flows_that(true))),
+                         test_name);
+INSTANTIATE_TEST_SUITE_P(FlowsWithoutReader, FailingSystem,
+                         testing::Combine(testing::Values(kit::Way{kit::Link::hid, 0}),
+                                          testing::ValuesIn(flows_that(false))),
+                         test_name);
 
 TEST_P(FailingSystem, IsSurvived) {
     const bool all = std::getenv("DESKREADER_FULL_MATRIX") != nullptr;
     const auto wanted = wanted_failure();
-    const bool is_first = !is_serial() && way().iccmd == 0;
-    if (!flow().needs_reader && !is_first) GTEST_SKIP() << "the same on every link";
     if (wanted) {
         if (wanted->way != name_of(way()) || wanted->flow != flow().name)
             GTEST_SKIP() << "not asked for";
