@@ -52,7 +52,8 @@ void expect_one_change(const std::string& before, const std::string& after,
     if (before == after) return;
     const auto at =
         static_cast<std::size_t>(std::ranges::mismatch(before, after).in1 - before.begin());
-    for (std::size_t begin = at - std::min(at, setting.size()); begin <= at; ++begin) {
+    // What follows may begin as the setting does, so the change may have begun long before.
+    for (std::size_t begin = 0; begin <= at; ++begin) {
         if (after.compare(begin, setting.size(), setting) != 0) continue;
         if (before.ends_with(after.substr(begin + setting.size()))) return;
     }
