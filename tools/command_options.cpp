@@ -1,5 +1,7 @@
 #include "command_options.h"
 
+#include <CLI/CLI.hpp>
+
 #include "track_calls.h"
 
 namespace desk_tool {

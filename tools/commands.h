@@ -6,11 +6,13 @@
 #include <string>
 #include <vector>
 
-#include <CLI/CLI.hpp>
-
 #include "explain_options.h"
 #include "link.h"
 #include "output.h"
+
+namespace CLI {
+class App;
+}
 
 namespace desk_tool {
 

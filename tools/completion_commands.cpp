@@ -6,6 +6,7 @@
 // "@device", or "@any" for what nobody can guess.
 #include <algorithm>
 
+#include <CLI/CLI.hpp>
 #include <fmt/core.h>
 
 #include "command_table.h"

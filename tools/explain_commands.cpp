@@ -4,6 +4,7 @@
 #include <iostream>
 #include <iterator>
 
+#include <CLI/CLI.hpp>
 #include <unistd.h>
 
 #include "command_options.h"

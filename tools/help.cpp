@@ -1,5 +1,6 @@
 #include "help.h"
 
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include "errors.h"

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include <CLI/CLI.hpp>
+
 #include "command_table.h"
 #include "errors.h"
 #include "exit_status.h"
