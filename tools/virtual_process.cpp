@@ -4,9 +4,9 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <string_view>
 
 #include <fcntl.h>
-#include <fmt/core.h>
 #include <poll.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -82,7 +82,7 @@ std::vector<std::string> words_of(int errors) {
     std::array<char, 1024> bytes;
     for (ssize_t count; (count = read(errors, bytes.data(), bytes.size())) > 0;)
         text.append(bytes.data(), static_cast<std::size_t>(count));
-    const std::string name = fmt::format("{}: ", program);
+    constexpr std::string_view name = "virtual-reader: ";
     std::vector<std::string> lines;
     while (!text.empty()) {
         std::string line = text.substr(0, text.find('\n'));
