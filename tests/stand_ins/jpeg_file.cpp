@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <numbers>
+#include <numeric>
 #include <utility>
 
 #include "image.h"
@@ -86,17 +87,35 @@ Block block_at(const Image& image, std::size_t column, std::size_t row, std::siz
     return block;
 }
 
-double cosine(std::size_t frequency, std::size_t place) {
-    const double scale = frequency == 0 ? std::numbers::sqrt2 / 4 : 0.5;
-    return scale * std::cos(static_cast<double>((2 * place + 1) * frequency) * std::numbers::pi /
-                            (2.0 * side));
+using Weights = std::array<std::array<double, side>, side>;
+
+// By frequency: the weight of each of the eight places in a row.
+Weights cosines() {
+    Weights weights;
+    for (std::size_t frequency = 0; frequency < side; ++frequency) {
+        const double scale = frequency == 0 ? std::numbers::sqrt2 / 4 : 0.5;
+        const double step = static_cast<double>(frequency) * std::numbers::pi / (2.0 * side);
+        for (std::size_t place = 0; place < side; ++place)
+            weights[frequency][place] = scale * std::cos(static_cast<double>(2 * place + 1) * step);
+    }
+    return weights;
 }
 
-double frequency_of(const Block& block, std::size_t horizontal, std::size_t vertical) {
-    double sum = 0;
-    for (std::size_t i = 0; i < block_size; ++i)
-        sum += block[i] * cosine(horizontal, i % side) * cosine(vertical, i / side);
-    return sum;
+// Each row's frequencies, as a column.
+Block rows_to_columns(const Block& block) {
+    static const Weights weights = cosines();
+    Block columns;
+    for (std::size_t row = 0; row < side; ++row) {
+        const double* const values = &block[row * side];
+        for (std::size_t frequency = 0; frequency < side; ++frequency)
+            columns[frequency * side + row] =
+                std::inner_product(values, values + side, weights[frequency].begin(), 0.0);
+    }
+    return columns;
+}
+
+Block frequencies_of(const Block& block) {
+    return rows_to_columns(rows_to_columns(block));
 }
 
 // The number of bits of a value, and the bits.
@@ -113,11 +132,10 @@ class Encoder {
     Encoder(Bytes& out, int step) : stream_(out), step_(step) {}
 
     void put(const Block& block, std::size_t part) {
+        const Block exact = frequencies_of(block);
         std::array<int, block_size> numbers;
-        for (std::size_t i = 0; i < block_size; ++i) {
-            const double exact = frequency_of(block, zigzag[i] % side, zigzag[i] / side);
-            numbers[i] = static_cast<int>(std::lround(exact / step_));
-        }
+        for (std::size_t i = 0; i < block_size; ++i)
+            numbers[i] = static_cast<int>(std::lround(exact[zigzag[i]] / step_));
         put_mean(numbers[0] - std::exchange(mean_[part], numbers[0]));
         put_rest(numbers);
     }
