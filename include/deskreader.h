@@ -1635,8 +1635,7 @@ DESKREADER_API int ID_GetInfo(const char* pszPort, const char* szExtendPort, int
 
 /* The name of one of the four photos (kind 0 head, 1 face, 2 back, 3 card) that belong to a path:
  * its directory, a backslash, the base name, nothing or "_1" to "_3", and its extension. A path
- * that does not end in ".jpg", ".bmp", ".png" or ".gif" is a directory as a whole and the extension
- * is
+ * that does not end in ".jpg", ".bmp", ".png" or ".gif" is a directory as a whole, the extension
  * ".bmp"; of one that does, the directory is what stands before its last backslash. Empty for a
  * null or empty path, for a file without backslash and for a name of more than 1023 bytes;
  * otherwise untouched for another kind. Provide 1024 bytes. Returns 0. */

@@ -11,7 +11,7 @@ namespace deskreader::tlv {
 std::optional<Object> find(Bytes data, Bytes tag) noexcept {
     Walker walker(data, LongTemplate::ends_walk);
     while (const auto object = walker.next()) {
-        if (equal(object->tag, tag)) return object;
+        if (has_tag(*object, tag)) return object;
     }
     return std::nullopt;
 }
@@ -59,8 +59,7 @@ int PBOC_SetTagValue(const unsigned char* tag, int tag_length, unsigned char* da
     const tlv::Bytes wanted = cards::bytes_of(tag, tag_length);
     tlv::Walker walker(cards::bytes_of(data, data_length), tlv::LongTemplate::is_entered);
     while (const auto object = walker.next()) {
-        if (!tlv::equal(object->tag, wanted) || static_cast<int>(object->length) != length)
-            continue;
+        if (!tlv::has_tag(*object, wanted) || static_cast<int>(object->length) != length) continue;
         std::memcpy(data + object->offset, value, object->length);
         return status::ok;
     }

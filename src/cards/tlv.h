@@ -3,9 +3,8 @@
 //
 //   tag     one byte, or two if its low five bits are all ones; never a third
 //   length  81 xx: one byte follows, 82 xx xx: two, big-endian; any other byte is itself the length
-//   value   of a constructed object (bit 20 of the first tag byte) its inner objects: it is
-//   entered,
-//           not skipped, so the walk goes on with the first of them
+//   value   of a constructed object (bit 20 of the first tag byte) its inner objects: it is not
+//           skipped, the walk goes on with the first of them
 #pragma once
 
 #include <cstddef>
@@ -95,13 +94,11 @@ inline std::optional<Object> Walker::take() noexcept {
     return object;
 }
 
-// Of tags, which are so short that a call to compare them takes longer than the comparison.
-inline bool equal(Bytes left, Bytes right) noexcept {
-    if (left.size() != right.size()) return false;
-    for (std::size_t i = 0; i < left.size(); ++i) {
-        if (left[i] != right[i]) return false;
-    }
-    return true;
+// Whether an object has this tag. Tags of objects have one byte or two, of which the last tells
+// most of them apart; a call to compare them takes longer than the comparison.
+inline bool has_tag(const Object& object, Bytes tag) noexcept {
+    return object.tag.size() == tag.size() && object.tag.back() == tag.back() &&
+           object.tag.front() == tag.front();
 }
 
 // The first object with this tag, as a reader of card data looks for it.

@@ -67,7 +67,7 @@ bool is_selection_of_kept(Bytes given, Bytes kept) noexcept {
     const auto name = tlv::find_value(given, tag_name);
     const auto identifier = tlv::find_value(kept, tag_identifier);
     return name && identifier && !identifier->empty() && name->size() >= identifier->size() &&
-           tlv::equal(name->first(identifier->size()), *identifier);
+           std::ranges::equal(name->first(identifier->size()), *identifier);
 }
 
 // The data that CDOL2 is looked for in. RD_ICGenARQC_KP gives the host what SELECT answered, which

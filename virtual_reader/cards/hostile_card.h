@@ -1,9 +1,8 @@
 // An IC card that means harm. It goes along with whatever it is asked as a payment card would, and
 // misbehaves in one manner:
 //
-//   sizes          responses of 0, 1, 255, 256, 600 and 2,000 bytes in turn, the last two 90 00
-//   where
-//                  there is room
+//   sizes          responses of 0, 1, 255, 256, 600 and 2,000 bytes in turn, the last two bytes
+//                  90 00 where there is room
 //   lengths        data objects whose lengths lie, one way after another
 //   endless-61     61 10 to everything, also to GET RESPONSE; endless-62 and endless-6C likewise
 //   records        a file locator with 30 files of 255 records, and records of 250 bytes
