@@ -18,6 +18,9 @@ void into_room(Host& h, Function function) {
     function(h.room(room), room);
 }
 
+// 32 digits and a terminator. The digest functions also take 32 and write as much.
+constexpr int digest_room = 33;
+
 // Of a size that may have been drawn below zero.
 std::size_t count(int number) {
     return static_cast<std::size_t>(std::max(number, 0));
@@ -71,9 +74,8 @@ int sums(Host& h) {
     into_room(h, [&](unsigned char* out, int room) {
         GTrimZero(data.bytes, count(data.size), out, count(room));
     });
-    // Its terminator stands in the 33rd byte, though it may be told 32.
     const int room = h.size(64);
-    GMd5Encode(data.bytes, count(data.size), h.text_room(std::max(room, 33)), count(room));
+    GMd5Encode(data.bytes, count(data.size), h.text_room(std::max(room, digest_room)), count(room));
     return 0;
 }
 int ciphers(Host& h) {
@@ -95,7 +97,7 @@ int files(Host& h) {
         GCloseFile(file);
     }
     GGetFileSize(path);
-    GGetFileMd5(path, h.text_room(33), 33);
+    GGetFileMd5(path, h.text_room(digest_room), digest_room);
     const char* name = h.text("a/b\\c");
     GGetFileName(name, h.text_room(static_cast<int>(std::strlen(name)) + 1), 1);
     return 0;

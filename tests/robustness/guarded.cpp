@@ -10,7 +10,7 @@ namespace robustness {
 namespace {
 
 constexpr std::size_t page = 4096;
-constexpr std::size_t room = 12 * page;
+constexpr std::size_t room = 12 * page;      // ten bytes for each of the longest fuzzed piece
 constexpr std::size_t stride = room + page;  // and the page behind it that may not be touched
 constexpr std::size_t slots = 24;
 constexpr std::size_t watched = 64;  // bytes before a buffer
